@@ -1,0 +1,15 @@
+#include "OPT5/icode/records/if_exit.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+void (*if_exit_hook)() = nullptr;
+
+void if_exit(int status) {
+    if (auto hook = if_exit_hook) {
+        if_exit_hook = nullptr; // a failure inside the hook must not come back here
+        hook();
+    }
+    std::fflush(nullptr);
+    std::exit(status);
+}

@@ -1,0 +1,141 @@
+// Basic blocks, edges, labels, dominators, and the routines that build and tidy the flow graph.
+#pragma once
+
+#include "OPT5/rep/bbutils.h"
+#include "OPT5/rep/symbol.h"
+
+#include <cstdint>
+#include <vector>
+
+class LOOP;
+class BBLK;
+
+// One cell of a successor or predecessor list; the same edge has a cell in each. Pool-owned.
+struct EDGE {
+    BBLK *bb = nullptr;
+    double freq = -1.0; // negative: unknown
+    EDGE *next = nullptr;
+};
+
+// A label. Its identity is the record, not the number. Pool-owned.
+struct LBL {
+    LBL *next = nullptr; // in the block's chain
+    BBLK *bb = nullptr;
+    std::int32_t index = 0;
+    std::int32_t refcount = 0;
+};
+
+class BBLK {
+public:
+    unsigned serial = 0;        // index in owner->blocks
+    FUNINFO *owner = nullptr;
+    void *lir_head = nullptr;   // low-level form; null while the block holds trees
+    BBLK *dflink = nullptr;     // next in depth-first order
+    BBLK *rdflink = nullptr;    // previous
+    BBLK *uolink = nullptr;     // next in order of creation
+    LIST *statements = nullptr;
+    EDGE *predecessors = nullptr;
+    EDGE *successors = nullptr;
+    EDGE *descendants = nullptr; // dominator tree
+    LBL *label = nullptr;        // chain
+    LOOP *loop = nullptr;
+    PSN *psn_first = nullptr, *psn_last = nullptr;
+    double dFreqIn = -1.0, dFreqOut = -1.0;
+    void *trace = nullptr;
+    void *pass_word = nullptr;
+    std::int32_t uon = 0;        // -1 until renumbered
+    std::int32_t dfn = 0;        // from 1; 0: unreached
+    std::int32_t rdfn = 0;       // order in the reversed graph, for post-dominators
+    bool visited = false, reached = false, is_exit = false, never_executed = false;
+};
+
+// --- construction
+void buildcfg();    // of the current function, from funinfo->pending
+void rebuildcfg();  // edges, order and numbers anew; drops unreachable blocks
+BBLK *mkbblock(LIST *statements, BBLK *next, FUNINFO *funinfo);
+BBLK *insert_new_bb(int uon, BBLK *after, LIST *statements);
+void renumber_bblocks();
+void delink_old_bb(BBLK *bb);
+BBLK *erase_bblock(BBLK *bb); // returns null
+void erase_function_body(FUNINFO *funinfo); // all blocks, edges, trees
+
+// --- labels
+LBL *mklabel(int number, LBL *next, BBLK *bb); // number 0: the next negative one; else found or made
+LBL *find_label(int index);
+void reset_labels(); // a new current function
+
+// --- edges
+EDGE *mkedge(BBLK *bb, EDGE *next, double freq);
+EDGE *add_edge(BBLK *bb, EDGE *list, double freq); // no duplicates
+EDGE *remove_edge(BBLK *bb, EDGE *list);
+EDGE *erase_edge(EDGE *edge);
+EDGE *erase_edge_list(EDGE *list);
+EDGE *rev_edge_list(EDGE *list);
+EDGE *sort_edge_list(EDGE *list);      // ascending dfn
+EDGE *fast_sort_edge_list(EDGE *list);
+EDGE *copy_edge_list(const EDGE *list);
+bool edge_memberp(const BBLK *bb, const EDGE *list);
+int edge_length(const EDGE *list);
+void fixup_edge_lists(BBLK *bb, NODE *tree);
+EDGE *list_branch_targets(NODE *tree, EDGE *list);
+void remap_labelrefs(NODE *tree, BBLK *from, BBLK *to);
+void subst_bb_for_bb_in_stmts(BBLK *to, BBLK *from, LIST *stmts);
+BBLK *split_cfg_edge(BBLK *from, BBLK *to);
+void split_critical_edges(bool flag);
+
+// --- tidying
+void simpcfg(bool cross_jump, bool clean_switches);
+void do_early_cross_jumping();
+void optimize_SWITCH_cases();
+void simpcfg_dump_counts();
+
+// --- statements
+LIST *last_cell(LIST *list);
+NODE *last_statement(const BBLK *bb); // null for an empty list
+
+// Dominators and post-dominators; iterative algorithm of K. Cooper, T. Harvey and K. Kennedy,
+// "A Simple, Fast Dominance Algorithm", 2001.
+class Dominator {
+public:
+    explicit Dominator(FUNINFO *funinfo);
+    void rebuild();
+    BBLK *immediate_dominator(const BBLK *bb) const;      // null for the entry
+    BBLK *immediate_post_dominator(const BBLK *bb) const; // null for the exit
+    bool dominates(const BBLK *a, const BBLK *b) const;   // reflexive
+    bool post_dominates(const BBLK *a, const BBLK *b) const;
+    const std::vector<BBLK *> &dominator_children(const BBLK *bb) const;
+    const std::vector<BBLK *> &post_dominator_children(const BBLK *bb) const;
+    const std::vector<BBLK *> &depth_first_doms() const { return dom_walk; }
+    const std::vector<BBLK *> &depth_first_postdoms() const { return postdom_walk; }
+    BBLK *DFSblock(int dfn) const;
+    void print_IDOM() const;
+    void print_POSTDOM() const;
+
+private:
+    void builder();
+    void descend(BBLK *bb);
+    void ascend(BBLK *bb);
+    void df_traverse();
+    void rdf_traverse();
+    int intersect(int a, int b, const std::vector<int> &order) const;
+    int post_intersect(int a, int b, const std::vector<int> &order) const;
+    void generate_tree_walk();
+
+    FUNINFO *funinfo;
+    std::vector<BBLK *> by_dfn, by_rdfn;
+    std::vector<int> idom, ipostdom; // by block serial: order numbers
+    std::vector<std::vector<BBLK *>> children, post_children;
+    std::vector<BBLK *> dom_walk, postdom_walk;
+};
+void compute_dominators(bool force);
+bool bb_dominates_bb(const BBLK *a, const BBLK *b);
+bool bb_post_dominates_bb(const BBLK *a, const BBLK *b);
+BBLK *find_dominator_bb(BBLK *a, BBLK *b);
+
+// Checks the graph of the current function, mends what can be mended, reports to the debug log.
+// Returns the number of uncorrected errors.
+int validate_cfg();
+
+// --- dumps, to the debug log
+void dump_bblock(const BBLK *bb);
+void prbbinfix(int, int, int); // the whole current function

@@ -1,0 +1,86 @@
+// Constructors, copies, erasers, comparisons and the validator of trees and statement lists.
+#pragma once
+
+#include "OPT5/rep/node.h"
+#include "OPT5/rep/types.h"
+
+class BBLK;
+
+// --- nodes. All constructors allocate from the node pool; the caller owns the result.
+NODE *new_node(int op, TYPE *type); // as the file reader makes one; applies the rewrites of a fresh node
+NODE *maketree(int op, NODE *left, NODE *right, TYPE *type, LS *ls);
+NODE *mktree(int op, NODE *left, NODE *right, TYPE *type, SYMTAB *sym, INT65 val);
+NODE *mk_ASG(NODE *lhs, NODE *rhs);
+NODE *mk_COMMAOP(NODE *a, NODE *b);
+NODE *mk_EXCLAIM(NODE *x);
+NODE *mk_ICALL(const char *name, NODE *args, TYPE *type);
+NODE *mk_MCALL(const char *name, NODE *args, TYPE *type);
+NODE *mk_ICON(INT65 val, TYPE *type);
+NODE *mk_MINUS(NODE *a, NODE *b);
+NODE *mk_NAME(SYMTAB *sym, LS *ls);
+NODE *mk_LABELDEF(LBL *lbl);
+NODE *mk_LABELREF(INT65 index, unsigned profile);
+NODE *mk_LABELREF_to_bb(BBLK *bb, LS *ls);
+NODE *mk_IF(NODE *cond, INT65 t_index, unsigned t_profile, INT65 f_index, unsigned f_profile, LS *ls);
+NODE *mk_BRANCH(BBLK *bb, LS *ls);
+
+NODE_EXT *node_ext(NODE *node);              // makes it on first use; owned by the node
+NODE_EXT *find_node_ext(const NODE *node);   // null when there is none
+
+// --- lists
+LIST *mklist(NODE *node, LIST *rest, unsigned a, unsigned b);
+LIST *mkelist(NODE *node, LIST *rest, PSN *psn);
+LIST *append_node_to_list(NODE *node, LIST *list);
+PSN *mk_psn(const char *file, std::uint32_t line, std::uint32_t column); // from the position pool
+
+// --- copies
+NODE *copy_node(const NODE *node, bool keep_scope = false);
+NODE *copy_tree(const NODE *tree, bool keep_scope = false);
+NODE *copy_tree_0(const NODE *tree, FUNINFO *funinfo);
+NODE *copy_node_if_changed(NODE *node, NODE *left, NODE *right);
+LIST *copy_statements(const LIST *list);
+
+// --- erasers: all return null, which the caller stores in the erased pointer
+NODE *erase_node(NODE *tree);
+NODE *erase_tree(NODE *tree);
+LIST *erase_tree_list(LIST *list);
+LIST *erase_tree_list_only(LIST *list);
+LIST *erase_tree_list_to_entry(LIST *list, LIST *entry, int n);
+void erase_all_nodes(); // empties all pools of nodes, list cells and positions
+
+// --- queries
+bool trees_are_congruent(const NODE *a, const NODE *b, bool se_ok = false);
+bool trees_are_congruent_se_ok(const NODE *a, const NODE *b);
+bool bools_are_congruent(const NODE *a, const NODE *b, bool se_ok = false);
+bool tree_has_side_effects(const NODE *tree);
+bool tree_is_trivially_invertible(const NODE *tree);
+NODE *ASG_to_opASG(NODE *tree);
+NODE *opASG_to_ASG(NODE *tree);
+int arg_list_count(const NODE *args);
+NODE *arg_list_lookup(NODE *args, int n); // n from 0
+SYMTAB *get_callee_for_call(const NODE *call); // null: indirect
+NODE *get_arguments_to_call(const NODE *call);
+bool expr_is_constant(const NODE *tree);
+bool expr_is_globally_evaluable(const NODE *tree);
+bool sym_appears_in_tree(const SYMTAB *sym, const NODE *tree);
+bool tree_references_NAME(const NODE *tree, const NODE *name);
+NODE *subst_sym_for_sym_in_tree(SYMTAB *to, SYMTAB *from, NODE *tree);
+NODE *subst_tree_for_lvalue_in_tree(NODE *to, NODE *lvalue, NODE *tree);
+bool tree_is_subtree_of_tree(const NODE *sub, const NODE *tree);
+int count_nodes_in_tree(const NODE *tree);
+int count_calls_in_tree(const NODE *tree);
+bool opcode_is_ASG(int op);
+NODE *expunge_IDENTITY_ops_from_tree(NODE *tree);
+void insert_stmt_before_stmt_in_bb(NODE *stmt, LIST *before, BBLK *bb);
+LIST *promote_toplevel_COMMAOPs_in_list(LIST *list);
+bool scan_for_sharing(NODE *tree); // true: no node is shared
+bool dupchk(NODE *tree);
+
+void init_opcode_tables();
+// Checks every statement of the current function; reports to the debug log and goes on.
+// Returns the number of complaints.
+int validate_stmts();
+
+// --- dumps
+void dump_tree_debug(const NODE *tree);        // indented tree to the debug log
+const char *stmt2infix(const NODE *tree);      // one line; static buffer

@@ -1,0 +1,186 @@
+// TYPE and TYPE_PKG: interned types, their factory and registry; fkMDATA and the other list
+// elements of classes, functions and enums. Sizes, alignments and offsets are in bits.
+#pragma once
+
+#include "OPT5/rep/int65.h"
+
+#include <boost/unordered_map.hpp>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class TYPE;
+class TYPE_PKG;
+struct PSN;
+struct NODE;
+struct SYMTAB;
+
+// Ends the run: prints the message to standard error, then if_exit(1).
+[[noreturn]] void tp_die(const char *message);
+
+// Qualifier bits of a qualified type.
+enum TYPE_QUALS : unsigned {
+    TQ_const = 1, TQ_volatile = 2, TQ_packed = 4, TQ_near = 8,
+    TQ_far = 16, TQ_ioport = 32, TQ_restrict = 64, TQ_onchip = 128,
+};
+
+// One member of a class, struct or union.
+struct fkMDATA {
+    std::uint32_t index = 0; // 1-based within its class
+    const char *name = "";
+    TYPE *type = nullptr;
+    std::uint8_t flags = 0;      // as in the file's `u8 flags`
+    std::int32_t offset = 0;     // bits from the start of the class
+    std::uint8_t field_type_id = 0; // "fti" byte
+    std::uint32_t width = 0;     // bits of a bit-field
+    bool is_bitfield = false;
+    bool flag1 = false, flag2 = false, flag3 = false;
+    PSN *psn = nullptr;
+    fkMDATA *next = nullptr;
+};
+
+// Elements of the other lists, in file order. Names are owned by the package.
+struct PARAM_ELEM { TYPE *type = nullptr; std::uint32_t mode = 0; const char *name = ""; PARAM_ELEM *next = nullptr; };
+struct ETOR_ELEM { const char *name = ""; INT65 value; PSN *psn = nullptr; ETOR_ELEM *next = nullptr; };
+struct BCLASS_ELEM { TYPE *type = nullptr; std::int32_t offset = 0; std::uint8_t access = 0; bool is_virtual = false; BCLASS_ELEM *next = nullptr; };
+struct ADECL_ELEM { std::uint8_t access = 0; ADECL_ELEM *next = nullptr; };
+struct FFRIEND_ELEM { const char *name = ""; TYPE *type = nullptr; FFRIEND_ELEM *next = nullptr; };
+struct CFRIEND_ELEM { TYPE *type = nullptr; CFRIEND_ELEM *next = nullptr; };
+struct NTYPE_ELEM { TYPE *type = nullptr; NTYPE_ELEM *next = nullptr; };
+struct SDATA_ELEM { const char *name = ""; TYPE *type = nullptr; std::uint8_t access = 0; SDATA_ELEM *next = nullptr; };
+struct MFUNC_ELEM { const char *name = ""; TYPE *type = nullptr; std::uint8_t access = 0; std::int32_t vtable_index = 0; bool flags[4] = {}; MFUNC_ELEM *next = nullptr; };
+
+// Lists of a type by the file's list kind.
+enum LIST_KIND : std::uint8_t {
+    LK_params, LK_etors, LK_bclasses, LK_adecls, LK_ffriends,
+    LK_cfriends, LK_ntypes, LK_mdata, LK_sdata, LK_mfuncs, LK_count,
+};
+
+// Sub-part of classes, structs and unions.
+struct CSU {
+    const char *name = "";
+    bool is_complete = false;
+    std::uint32_t extra_word = 0; // kind 25's extra word
+    bool flag = false;            // the third record word
+    bool pre_80_union = false;    // compatibility mark of old union records
+    bool will_have[LK_count] = {}; // lists announced by the record, also when they stay empty
+    BCLASS_ELEM *bclasses = nullptr;
+    ADECL_ELEM *adecls = nullptr;
+    FFRIEND_ELEM *ffriends = nullptr;
+    CFRIEND_ELEM *cfriends = nullptr;
+    NTYPE_ELEM *ntypes = nullptr;
+    fkMDATA *mdata = nullptr;
+    SDATA_ELEM *sdata = nullptr;
+    MFUNC_ELEM *mfuncs = nullptr;
+    PARAM_ELEM *params = nullptr;
+    std::vector<fkMDATA *> mdata_by_index; // for find_mdataref
+};
+
+class TYPE {
+public:
+    enum KIND : std::uint8_t {
+        VOID_, INTEGER, FLOATING, FIXEDPT, COMPLEX, POINTER, REFERENCE, QUALIFIED, TYPEDEF, ARRAY,
+        PTM, FUNCTION, ENUM, CLASS, STRUCT, UNION,
+    };
+    enum IKIND : std::uint8_t {
+        BOOL, SCHAR, UCHAR, WCHAR_T, SHORT, USHORT, INT, UINT, LONG, ULONG, LLONG, ULLONG,
+    };
+    enum FKIND : std::uint8_t { FLOAT, DOUBLE, LDOUBLE };
+    using BASED_TYPE_CONTAINER = boost::unordered_map<std::string, std::vector<TYPE *>>;
+
+    // --- stored words
+    std::uint32_t uid = 0; // 0 until registered
+    KIND kind_ = VOID_;
+    std::uint32_t size_ = 0;
+    std::uint32_t align_ = 0;
+    TYPE_PKG *pkg = nullptr;
+    bool valid = false;
+    bool lowered = false;
+    bool cpp = false;    // "is C++"
+    bool refd = false;   // writer's mark: referenced
+    bool writ = false;   // writer's mark: written
+    bool merg = false;
+    bool frozen = false; // no list is still to come
+    TYPE *stds_ = nullptr;       // qualifiers and typedefs stripped
+    TYPE *normalized_ = nullptr; // cache
+    TYPE *equiv = nullptr;       // next in the chain of equivalents; null: canonical
+    PSN *psn = nullptr;
+    std::uint32_t tu = 0;
+
+    // --- sub-part, by kind
+    union SUB {
+        struct { IKIND ikind; bool explicit_sign, is_boolean, plain; } integer;
+        struct { FKIND fkind; } floating;
+        struct { TYPE *underlying; std::int8_t binary_point; std::uint8_t signed_flag; } fixed;
+        struct { TYPE *part; } complex;
+        struct { TYPE *pointee; } pointer; // and reference
+        struct { TYPE *base; unsigned bits; } qualified;
+        struct { TYPE *base; const char *name; } typedef_;
+        struct { TYPE *elem; std::uint32_t count; bool is_vector, is_struct_vector, is_complete; } array;
+        struct { TYPE *member; TYPE *csu; } ptm;
+        struct { TYPE *result; PARAM_ELEM *params; std::uint8_t cc_kind; bool flag1, flag2; } func; // flag1: variadic; flag2: prototyped
+        struct { TYPE *underlying; ETOR_ELEM *etors; const char *name; } enum_;
+        CSU *csu;
+    } sub = {};
+
+    BASED_TYPE_CONTAINER *based = nullptr; // types built on this one, by map_name; owned
+
+    virtual ~TYPE();
+
+    // --- queries; all but kind() and the qualifier queries look through typedefs and qualifiers
+    KIND kind() const { return kind_; }
+    std::uint32_t size() const { return size_; }
+    std::uint32_t align() const { return align_; }
+    std::uint32_t size_in_bytes() const { return size_ / 16; }  // 16-bit units
+    std::uint32_t align_in_bytes() const { return align_ >> 4; }
+    TYPE *stds() const { return stds_ ? stds_ : const_cast<TYPE *>(this); }
+    KIND skind() const { return stds()->kind_; } // kind of stds()
+
+    bool is_void() const { return skind() == VOID_; }
+    bool is_integer() const { return skind() == INTEGER; }          // not enums
+    bool is_int_or_enum() const { return is_integer() || is_enum(); }
+    bool is_floating() const { return skind() == FLOATING; }
+    bool is_ptr() const { return skind() == POINTER; }
+    bool is_ref() const { return skind() == REFERENCE; }
+    bool is_array() const { return skind() == ARRAY; }              // vectors too
+    bool is_func() const { return skind() == FUNCTION; }
+    bool is_enum() const { return skind() == ENUM; }
+    bool is_csu() const { return skind() >= CLASS; }
+    bool is_union() const { return skind() == UNION; }
+    bool is_const() const { return (qual_kind(true) & TQ_const) != 0; }
+    bool is_volatile() const { return (qual_kind(true) & TQ_volatile) != 0; }
+    bool is_vector() const;
+    bool is_struct_vector() const;
+    bool is_arithmetic() const;
+    bool is_scalar() const;
+    bool is_udt() const;
+    bool is_signed() const;
+    bool is_unsigned() const;
+    bool is_vararg() const; // functions: extra arguments allowed
+    TYPE *type_pointed_to() const; // pointer or reference
+    TYPE *elem_type() const;
+    TYPE *return_type() const;
+    TYPE *underlying_type() const; // enum, fixed point
+    CSU *get_csu() const;          // class kinds; else tp_die
+    unsigned qual_kind(bool through_arrays) const;
+    TYPE *type_qualified() const; // all qualifiers and typedefs stripped, below arrays too
+    TYPE *normalized();
+    TYPE *canonical();            // end of the chain of equivalents
+    int ekind() const;
+    std::string printstr() const; // C-like spelling
+};
+
+extern TYPE_PKG *tp;      // the current package
+extern TYPE *root_type;   // base of all types not built on another
+extern int icode_cpu_id;
+
+TYPE *promoted_type(TYPE *type);
+TYPE *combined_type_for_types(TYPE *a, TYPE *b);
+TYPE *combined_type(NODE *a, NODE *b);
+bool exact_types(const TYPE *a, const TYPE *b);
+bool compatible_types(TYPE *a, TYPE *b, bool loose = false);
+bool equiv_mtypes(TYPE *a, TYPE *b);
+NODE *coerce_to_type(TYPE *type, NODE *tree);
+void init_types();
