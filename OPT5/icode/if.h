@@ -20,8 +20,9 @@ struct EXPR_LIST {
 
 struct I_CATCH_ENTRY {
     std::string type_name;
-    std::uint32_t label = 0;
+    std::uint32_t label = 0; // handler label, as in the file
     bool flag = false;
+    LBL *lbl = nullptr; // the handler's label record once the function is read; its block stays alive
 };
 
 enum EHT_ENTRY_KIND : std::uint32_t { EHT_cleanup = 1, EHT_catch = 2 };

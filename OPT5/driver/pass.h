@@ -1,0 +1,70 @@
+// The steps of the pipeline: pass, barrier_pass and their registry.
+#pragma once
+
+#include <boost/core/noncopyable.hpp>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+// Gives each object a small number within its manager, in order of construction.
+template <class T, class Manager> class serial_object : private boost::noncopyable {
+public:
+    unsigned number() const { return number_; }
+    Manager *manager() const { return manager_; }
+
+protected:
+    explicit serial_object(Manager *manager)
+        : number_(static_cast<unsigned>(manager->members.size())), manager_(manager) {
+        manager->members.push_back(static_cast<T *>(this));
+    }
+
+private:
+    unsigned number_;
+    Manager *manager_;
+};
+
+class pass;
+
+// All passes by number. Does not own them.
+class pass_manager {
+public:
+    std::vector<pass *> members;
+};
+
+extern pass_manager global_pass_manager;
+
+// One step: a name and a function of no arguments that works on the current function.
+class pass : public serial_object<pass, pass_manager> {
+public:
+    pass(std::string name, void (*function)())
+        : serial_object(&global_pass_manager), name_(std::move(name)), function_(function) {}
+    virtual ~pass() = default;
+    virtual bool is_barrier() const { return false; }
+    // Runs the step; dumps the function before and after, and its time and memory, to the log.
+    void run();
+    const std::string &name() const { return name_; }
+
+private:
+    std::string name_;
+    void (*function_)();
+};
+
+// A step that runs once for the file when every function has come to it.
+class barrier_pass : public pass {
+public:
+    using pass::pass;
+    bool is_barrier() const override { return true; }
+};
+
+// The step table: numbers are indices of the result, and of global_pass_manager, which is emptied
+// first. The passes live for the whole run.
+std::vector<pass *> build_steps_table();
+
+// Bodies that the rest of the driver calls too.
+void step_intermission();
+void step_pass_2_trailer();
+
+// Gives each function of `functions` the steps of the table and the trailer, and runs them all:
+// function by function up to the next barrier, the barrier once, and so on.
+void run_steps(const std::vector<pass *> &steps);
