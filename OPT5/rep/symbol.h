@@ -139,6 +139,7 @@ struct FUNINFO {
     bool write_func_info_76 = false; // set by begin function: a tag 64 record is due
     bool first_time = false;
     bool has_flag10_name = false;  // mk_name met a symbol with flag 0x10
+    bool is_profiled = false;      // trees carry edge profile counts
     bool is_leaf = true;           // cleared by mk_call, mk_ucall
     bool has_bitfield_refs = false; // mk_field met a bit-field
     NODE *global_assertions = nullptr;
