@@ -21,13 +21,14 @@ namespace fs = std::filesystem;
 
 namespace {
 struct usage {
-    double seconds;   // user and system time
+    double seconds; // user and system time
     double peak_bytes;
 };
 
 usage run(const std::vector<std::string> &words) {
     std::vector<char *> argv;
-    for (const std::string &word : words) argv.push_back(const_cast<char *>(word.c_str()));
+    for (const std::string &word : words)
+        argv.push_back(const_cast<char *>(word.c_str()));
     argv.push_back(nullptr);
     const pid_t child = fork();
     if (child == 0) {
@@ -38,7 +39,9 @@ usage run(const std::vector<std::string> &words) {
     struct rusage r = {};
     if (child < 0 || wait4(child, &status, 0, &r) < 0 || status != 0)
         throw std::runtime_error("failed: " + words[0] + " " + words.back());
-    const auto seconds = [](const timeval &t) { return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6; };
+    const auto seconds = [](const timeval &t) {
+        return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
+    };
     return {seconds(r.ru_utime) + seconds(r.ru_stime), static_cast<double>(r.ru_maxrss) * 1024};
 }
 
@@ -65,11 +68,17 @@ void pass_through(benchmark::State &state) {
         peak = std::max(peak, u.peak_bytes);
     }
     state.counters["icode_MB"] = size / 1e6;
-    state.counters["MB_per_s"] = benchmark::Counter(size / 1e6, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["MB_per_s"] =
+        benchmark::Counter(size / 1e6, benchmark::Counter::kIsIterationInvariantRate);
     state.counters["peak_over_size"] = peak / size;
 }
 } // namespace
 
-BENCHMARK(pass_through)->Arg(200)->Arg(2000)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1.0);
+BENCHMARK(pass_through)
+    ->Arg(200)
+    ->Arg(2000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(1.0);
 
 BENCHMARK_MAIN();
