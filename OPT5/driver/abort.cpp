@@ -28,7 +28,8 @@ static bool aborting = false;
         print_debug = 0;
     }
     std::fprintf(stderr, "\n>>>> Optimizer terminated abnormally\n");
-    if (currfunc) std::fprintf(stderr, ">>>>    in function %s()\n", skip_name_prefix(currfunc->name));
+    if (currfunc)
+        std::fprintf(stderr, ">>>>    in function %s()\n", skip_name_prefix(currfunc->name));
     if (currfuninfo && currfuninfo->psn && currfuninfo->psn->file)
         std::fprintf(stderr, ">>>>    in file \"%s\"\n", currfuninfo->psn->file);
     if (message) std::fprintf(stderr, "\n>>>> %s.\n", message);
@@ -36,6 +37,12 @@ static bool aborting = false;
     if_exit(1);
 }
 
-void abort_optimizer() { terminate_abnormally(nullptr); }
-void abort_optimizer(const char *message) { terminate_abnormally(message); }
-void optassert(const char *, const char *, int) { abort_optimizer(); }
+void abort_optimizer() {
+    terminate_abnormally(nullptr);
+}
+void abort_optimizer(const char *message) {
+    terminate_abnormally(message);
+}
+void optassert(const char *, const char *, int) {
+    abort_optimizer();
+}

@@ -39,4 +39,6 @@ void erase_all() {
     if (currfuninfo) erase_function_body(currfuninfo);
 }
 
-void clear_symbol_maps(FUNINFO *funinfo) { funinfo->call_sites.clear(); }
+void clear_symbol_maps(FUNINFO *funinfo) {
+    funinfo->call_sites.clear();
+}

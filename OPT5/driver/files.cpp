@@ -29,7 +29,9 @@ constexpr std::size_t max_debug_stem = 250;
 char **arguments = nullptr;
 int argument_count = 0, argument_cursor = 0;
 
-const char *next_arg() { return argument_cursor + 1 < argument_count ? arguments[++argument_cursor] : nullptr; }
+const char *next_arg() {
+    return argument_cursor + 1 < argument_count ? arguments[++argument_cursor] : nullptr;
+}
 
 FILE *log_before_function = nullptr; // what restore_debug_log() goes back to
 bool function_log_is_open = false;
@@ -46,7 +48,8 @@ std::string with_extension(std::string_view name, const char *extension) {
 // Takes options at once and counts the other words; the first two are file names.
 int walk_command_line() {
     int positional = 0;
-    for (argument_cursor = 1; argument_cursor < argument_count && arguments[argument_cursor]; ++argument_cursor) {
+    for (argument_cursor = 1; argument_cursor < argument_count && arguments[argument_cursor];
+         ++argument_cursor) {
         const char *word = arguments[argument_cursor];
         if (word[0] == '-' && word[1] != '\0') {
             const char *rest = nullptr;
@@ -58,7 +61,8 @@ int walk_command_line() {
         case 2: copy_name(o_file_name, word); break;
         case 3: break;
         default:
-            std::fprintf(stderr, "\n>>>> OPTIMIZER ERROR: Unexpected options: %s %s %s\n", i_file_name, o_file_name, word);
+            std::fprintf(stderr, "\n>>>> OPTIMIZER ERROR: Unexpected options: %s %s %s\n",
+                         i_file_name, o_file_name, word);
         }
     }
     return positional;
@@ -67,12 +71,14 @@ int walk_command_line() {
 void open_input() {
     FILE *stream = std::fopen(i_file_name, "rb");
     if (!stream) {
-        std::fprintf(stderr, "\n>> Cannot Open Input icode File, %s : %s, Aborting\n", i_file_name, std::strerror(errno));
+        std::fprintf(stderr, "\n>> Cannot Open Input icode File, %s : %s, Aborting\n", i_file_name,
+                     std::strerror(errno));
         if_exit(1);
     }
     i_file = I_FILE::if_open(stream, &opt_client);
     if (!i_file) {
-        std::fprintf(stderr, "\n>> Error when opening input icode file : %s, Aborting\n", i_file_name);
+        std::fprintf(stderr, "\n>> Error when opening input icode file : %s, Aborting\n",
+                     i_file_name);
         if_exit(1);
     }
 }
@@ -125,7 +131,8 @@ void open_info_file() {
     const std::string name = given && *given ? given : with_extension(i_file_name, ".nfo");
     finfo = std::fopen(name.c_str(), "w");
     if (!finfo) {
-        std::fprintf(stderr, "\n>> Cannot Open Info File, %s : %s, Aborting\n", name.c_str(), std::strerror(errno));
+        std::fprintf(stderr, "\n>> Cannot Open Info File, %s : %s, Aborting\n", name.c_str(),
+                     std::strerror(errno));
         if_exit(1);
     }
     write_opt_info = static_cast<int>(info_level);
@@ -134,12 +141,14 @@ void open_info_file() {
 
 void open_output() {
     if (same_file(i_file_name, o_file_name)) {
-        std::fprintf(stderr, "\n>> Cannot Open Output icode File, %s : %s, Aborting\n", o_file_name, "It is the input file");
+        std::fprintf(stderr, "\n>> Cannot Open Output icode File, %s : %s, Aborting\n", o_file_name,
+                     "It is the input file");
         if_exit(1);
     }
     FILE *stream = std::fopen(o_file_name, "wb");
     if (!stream) {
-        std::fprintf(stderr, "\n>> Cannot Open Output icode File, %s : %s, Aborting\n", o_file_name, std::strerror(errno));
+        std::fprintf(stderr, "\n>> Cannot Open Output icode File, %s : %s, Aborting\n", o_file_name,
+                     std::strerror(errno));
         if_exit(1);
     }
     o_file = I_FILE::if_create(stream, tp, i_file->name.c_str());
@@ -155,12 +164,15 @@ void open_output() {
 
 void emit_cmd_line_text() {
     std::string text = ";\t";
-    for (int i = 0; i < argument_count && arguments[i]; ++i) (text += arguments[i]) += ' ';
+    for (int i = 0; i < argument_count && arguments[i]; ++i)
+        (text += arguments[i]) += ' ';
     o_file->if_write_comment(text.c_str());
     if (!print_debug) return;
     for (const OPTION_RECORD &record : icode_optionlist) {
-        dprintf("Option set %d%s:\n", static_cast<int>(record.id), record.id == 0 ? " (file-level options)" : "");
-        for (const std::string &arg : record.args) dprintf("\t%s\n", arg.c_str());
+        dprintf("Option set %d%s:\n", static_cast<int>(record.id),
+                record.id == 0 ? " (file-level options)" : "");
+        for (const std::string &arg : record.args)
+            dprintf("\t%s\n", arg.c_str());
     }
 }
 } // namespace
@@ -186,7 +198,8 @@ void open_files(int argc, char **argv) {
     i_file->if_type_init(tp);
     const bool has_debug = file_options->parsed_option(option_obj::option_id(48));
     if (has_debug) {
-        if (file_options->getnumarg(option_obj::option_id(27), 0) == 0) file_options->setarg(option_obj::option_id(27), 1);
+        if (file_options->getnumarg(option_obj::option_id(27), 0) == 0)
+            file_options->setarg(option_obj::option_id(27), 1);
         const long goal = file_options->getnumarg(option_obj::option_id(55), 0);
         if (goal == 44 || goal == 45 || goal == 46 || goal == 48)
             std::fprintf(stderr, "\n\t*** Optimizing code size, not speed ***\n\n");
@@ -197,12 +210,15 @@ void open_files(int argc, char **argv) {
         open_debug_file(true, nullptr);
         print_debug = static_cast<int>(file_options->getnumarg(option_obj::option_id(48), 0));
     }
-    do_MDF_vectorization = pass_debug("SIMD") ? 1 : file_options->getnumarg(option_obj::option_id(67), 0) == 50;
+    do_MDF_vectorization =
+        pass_debug("SIMD") ? 1 : file_options->getnumarg(option_obj::option_id(67), 0) == 50;
     init_proc_integration();
     open_output();
     if (volit_vars)
         for (FILE *stream : {fdebug, stderr})
-            if (stream) std::fprintf(stream, "\n>>>> Warning: All non-auto lvalues are considered VOLATILE.\n\n");
+            if (stream)
+                std::fprintf(stream,
+                             "\n>>>> Warning: All non-auto lvalues are considered VOLATILE.\n\n");
     emit_cmd_line_text();
 }
 
@@ -217,7 +233,8 @@ void close_files() {
     I_FILE *out = o_file;
     o_file = nullptr;
     if (out && out->if_close(true, false)) {
-        std::fprintf(stderr, "\n>> Cannot Write Output icode File, %s : %s, Aborting\n", o_file_name, std::strerror(errno));
+        std::fprintf(stderr, "\n>> Cannot Write Output icode File, %s : %s, Aborting\n",
+                     o_file_name, std::strerror(errno));
         if_exit(1);
     }
     if_exit_hook = nullptr;
@@ -242,9 +259,12 @@ void open_debug_file(bool fatal, const char *suffix) {
     stem.resize(std::min(stem.size(), max_debug_stem));
     copy_name(bug_file_name, stem + ".odb");
     if (fdebug) std::fprintf(fdebug, ">>>> SWITCHING LOG TO %s\n", bug_file_name);
-    FILE *stream = std::fopen(bug_file_name, "w");
+    // In pass 2 the log of a function goes on where pass 1 left it.
+    const bool goes_on = suffix && fileinfo && fileinfo->pass_number == 2;
+    FILE *stream = std::fopen(bug_file_name, goes_on ? "a" : "w");
     if (!stream) {
-        std::fprintf(stderr, "\n>> Cannot Open Debug File, %s : %s, Aborting\n", bug_file_name, std::strerror(errno));
+        std::fprintf(stderr, "\n>> Cannot Open Debug File, %s : %s, Aborting\n", bug_file_name,
+                     std::strerror(errno));
         if (fatal) if_exit(1);
         stream = stderr;
     }
@@ -264,7 +284,8 @@ void begin_function_log() {
         dump_FUNINFO(currfuninfo, nullptr);
     }
     if ((currfuninfo->flags & FUN_is_unsuppressed) && opt_level() > 2)
-        std::fprintf(fdebug, "\n!!! %s() (%s) must be unsuppressed !!!\n\n", currfunc->type->printstr().c_str(), currfuninfo->name.c_str());
+        std::fprintf(fdebug, "\n!!! %s() (%s) must be unsuppressed !!!\n\n",
+                     currfunc->type->printstr().c_str(), currfuninfo->name.c_str());
 }
 
 void restore_debug_log() {

@@ -25,11 +25,13 @@ void mark_names(const NODE *tree) {
 void mark_names_of_initialisers() {
     for (SYMTAB *sym = global_symbols; sym; sym = sym->next)
         if (sym->init)
-            for (const NODE *tree : sym->init->trees) mark_names(tree);
+            for (const NODE *tree : sym->init->trees)
+                mark_names(tree);
 }
 
 bool symbol_is_dead(const SYMTAB *sym) {
-    if ((sym->sc != 2 && sym->sc != 3) || symbol_has_pragma(sym, PRG_SYM_IS_REFERENCED)) return false;
+    if ((sym->sc != 2 && sym->sc != 3) || symbol_has_pragma(sym, PRG_SYM_IS_REFERENCED))
+        return false;
     if (sym->attr & SA_referenced) return false;
     if (sym->type->is_func()) {
         const FUNINFO *funinfo = find_FUNINFO(skip_name_prefix(sym->name));
@@ -49,15 +51,17 @@ void finish_symbol(SYMTAB *sym) {
 
 void log_symbol(const SYMTAB *sym) {
     dprintf("%c   %-11.32s %2ld\t%4ld   %2d  %#6x  %2ld %-16s", sym->init ? '*' : ' ', sym->name,
-            static_cast<long>(sym->size), static_cast<long>(sym->offset), sym->sc, static_cast<unsigned>(sym->flags),
-            static_cast<long>(sym->align), sym->type->printstr().c_str());
+            static_cast<long>(sym->size), static_cast<long>(sym->offset), sym->sc,
+            static_cast<unsigned>(sym->flags), static_cast<long>(sym->align),
+            sym->type->printstr().c_str());
     dprintf("\t; (%d,%d)\n", sym->level, sym->index);
     for (const PRAGMA *pragma = sym->pragmas; pragma; pragma = pragma->next) {
         if (const char *words = pragma_in_words(pragma->kind))
             dprintf("\t  %s", words);
         else
             dprintf("\t  Symbol pragma #%d has %d arguments:", pragma->kind, pragma->count);
-        for (int i = 0; i < pragma->count; ++i) dprintf(" \"%s\"", pragma->args[i]);
+        for (int i = 0; i < pragma->count; ++i)
+            dprintf(" \"%s\"", pragma->args[i]);
         dprintf("\n");
     }
 }
@@ -66,15 +70,18 @@ void log_symbol(const SYMTAB *sym) {
 void finish_file() {
     mark_names_of_initialisers();
     std::vector<SYMTAB *> symbols; // in order of declaration
-    for (SYMTAB *sym = global_symbols; sym; sym = sym->next) symbols.push_back(sym);
+    for (SYMTAB *sym = global_symbols; sym; sym = sym->next)
+        symbols.push_back(sym);
     std::reverse(symbols.begin(), symbols.end());
-    for (SYMTAB *sym : symbols) finish_symbol(sym);
+    for (SYMTAB *sym : symbols)
+        finish_symbol(sym);
     dprintf("-- variable -- size -- offset/class");
     dprintf("/scqual/aln/stype;\n");
     for (SYMTAB *sym : symbols) {
         if (sym->init) {
             o_file->if_write_init(sym);
-            for (NODE *tree : sym->init->trees) wrtree(tree);
+            for (NODE *tree : sym->init->trees)
+                wrtree(tree);
         }
         if (print_debug) log_symbol(sym);
     }

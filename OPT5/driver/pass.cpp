@@ -13,7 +13,8 @@ static void dump_current_function() {
 }
 
 void pass::run() {
-    dprintf("\n\n\t\t\t---------- ENTERING step %d '%s' ----------\n", static_cast<int>(number()), name_.c_str());
+    dprintf("\n\n\t\t\t---------- ENTERING step %d '%s' ----------\n", static_cast<int>(number()),
+            name_.c_str());
     dump_current_function();
     const struct mallinfo2 memory_before = mallinfo2();
     const std::clock_t time_before = std::clock();
@@ -22,7 +23,9 @@ void pass::run() {
     dprintf("(%.1f sec for pass.)\n", static_cast<double>(time_after - time_before) / 1e6);
     const struct mallinfo2 memory_after = mallinfo2();
     dprintf("(%d net bytes allocated.)\n",
-            static_cast<int>(static_cast<long>(memory_after.uordblks) - static_cast<long>(memory_before.uordblks)));
-    dprintf("\n\n\n\t\t\t---------- EXITING step %d '%s' ----------\n", static_cast<int>(number()), name_.c_str());
+            static_cast<int>(static_cast<long>(memory_after.uordblks) -
+                             static_cast<long>(memory_before.uordblks)));
+    dprintf("\n\n\n\t\t\t---------- EXITING step %d '%s' ----------\n", static_cast<int>(number()),
+            name_.c_str());
     dump_current_function();
 }

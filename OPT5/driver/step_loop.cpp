@@ -17,8 +17,10 @@ std::unordered_map<SYMTAB *, std::deque<pass *>> steps_table;
 void enter_function(SYMTAB *func) {
     currfuninfo = make_FUNINFO(skip_name_prefix(func->name));
     currfunc = func;
-    if (currfuninfo->symbol != func) currfuninfo->symbol = get_sym_def_for_decl(currfuninfo->symbol);
-    if (currfunc != currfuninfo->symbol) optassert("currfunc == currfuninfo->symbol", __FILE__, __LINE__);
+    if (currfuninfo->symbol != func)
+        currfuninfo->symbol = get_sym_def_for_decl(currfuninfo->symbol);
+    if (currfunc != currfuninfo->symbol)
+        optassert("currfunc == currfuninfo->symbol", __FILE__, __LINE__);
 }
 
 void run_up_to_barrier(SYMTAB *func) {
@@ -33,16 +35,19 @@ void run_up_to_barrier(SYMTAB *func) {
         step->run();
         steps.pop_front();
     }
+    restore_debug_log();
 }
 
-// The barrier at which all functions stand, removed from their lists; null when none has steps left.
+// The barrier at which all functions stand, removed from their lists; null when none has steps
+// left.
 pass *take_common_barrier() {
     pass *barrier = nullptr;
     for (SYMTAB *func : functions) {
         std::deque<pass *> &steps = steps_table[func];
         if (steps.empty()) continue;
         if (!barrier) barrier = steps.front();
-        if (barrier != steps.front()) optassert("barrier_pass == passes.front()", __FILE__, __LINE__);
+        if (barrier != steps.front())
+            optassert("barrier_pass == passes.front()", __FILE__, __LINE__);
         steps.pop_front();
     }
     return barrier;

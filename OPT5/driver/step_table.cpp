@@ -18,7 +18,9 @@
 #include <memory>
 
 namespace {
-bool at_O2() { return opt_level() >= 2; }
+bool at_O2() {
+    return opt_level() >= 2;
+}
 
 void leave_function() {
     currfuninfo = nullptr;
@@ -60,8 +62,9 @@ void step_set_call_graph_order() {
     std::list<SYMTAB *> order;
     for (SYMTAB *func : call_graph_order) {
         if (opt_level() < 2) {
-            auto behind = std::find_if(order.begin(), order.end(),
-                                       [func](const SYMTAB *other) { return func->serial < other->serial; });
+            auto behind = std::find_if(order.begin(), order.end(), [func](const SYMTAB *other) {
+                return func->serial < other->serial;
+            });
             order.insert(behind, func);
         } else {
             order.push_front(func); // callees before callers
@@ -187,35 +190,35 @@ struct step_row {
 };
 
 constexpr step_row before_loop_steps[] = {
-    {"pass 1", F, step_pass_1},                                                  // 0
-    {"intermission", B, step_intermission},                                      // 1
-    {"pass 2 header", B, step_pass_2_header},                                    // 2
-    {"set call-graph order", B, step_set_call_graph_order},                      // 3
-    {"pass 2 inits", F, step_pass_2_inits},                                      // 4
-    {"CPS", F, straighten_cond_paths},                                           // 5
-    {"early LIR", F, step_early_LIR},                                            // 6
-    {"early fast_CP(4,1)", F, [] { fast_CP(4, 1); }},                            // 7
-    {"MVP global assertions", F, step_MVP_global_assertions},                    // 8
-    {"intraprocedural MVP", F, step_intraprocedural_MVP},                        // 9
-    {"value propagation for SIMD", F, step_value_propagation_for_SIMD},          // 10
-    {"explode auto structs", F, step_explode_auto_structs},                      // 11
-    {"non-DD clone SSA NASSERTs", F, step_clone_SSA_NASSERTs},                   // 12
-    {"non-DD SSA CP", F, step_SSA_CP},                                           // 13
-    {"non-DD SSA EDA", F, step_SSA_EDA},                                         // 14
-    {"SSA RP with benign loads", F, step_SSA_RP},                                // 15
-    {"expand bitfields", F, expand_bitfields},                                   // 16
-    {"fast_CP(0,1)", F, [] { fast_CP(0, 1); }},                                  // 17
-    {"add profile loop annotations", F, add_loop_annotation_from_profile},       // 18
-    {"CD vectorizations", F, do_cd_vectorization},                               // 19
+    {"pass 1", F, step_pass_1},                                            // 0
+    {"intermission", B, step_intermission},                                // 1
+    {"pass 2 header", B, step_pass_2_header},                              // 2
+    {"set call-graph order", B, step_set_call_graph_order},                // 3
+    {"pass 2 inits", F, step_pass_2_inits},                                // 4
+    {"CPS", F, straighten_cond_paths},                                     // 5
+    {"early LIR", F, step_early_LIR},                                      // 6
+    {"early fast_CP(4,1)", F, [] { fast_CP(4, 1); }},                      // 7
+    {"MVP global assertions", F, step_MVP_global_assertions},              // 8
+    {"intraprocedural MVP", F, step_intraprocedural_MVP},                  // 9
+    {"value propagation for SIMD", F, step_value_propagation_for_SIMD},    // 10
+    {"explode auto structs", F, step_explode_auto_structs},                // 11
+    {"non-DD clone SSA NASSERTs", F, step_clone_SSA_NASSERTs},             // 12
+    {"non-DD SSA CP", F, step_SSA_CP},                                     // 13
+    {"non-DD SSA EDA", F, step_SSA_EDA},                                   // 14
+    {"SSA RP with benign loads", F, step_SSA_RP},                          // 15
+    {"expand bitfields", F, expand_bitfields},                             // 16
+    {"fast_CP(0,1)", F, [] { fast_CP(0, 1); }},                            // 17
+    {"add profile loop annotations", F, add_loop_annotation_from_profile}, // 18
+    {"CD vectorizations", F, do_cd_vectorization},                         // 19
 };
 // 20 to 45: the loop steps
 constexpr step_row after_loop_steps[] = {
-    {"CD ILP", F, do_cd_ilp},                             // 46
-    {"late fast_CP(4,1)", F, [] { fast_CP(4, 1); }},      // 47
-    {"global opts", F, step_global_opts},                 // 48
-    {"expand cluster refs", F, expand_cluster_refs},      // 49
-    {"local opts", F, step_local_opts},                   // 50
-    {"late LIR", F, step_late_LIR},                       // 51
+    {"CD ILP", F, do_cd_ilp},                        // 46
+    {"late fast_CP(4,1)", F, [] { fast_CP(4, 1); }}, // 47
+    {"global opts", F, step_global_opts},            // 48
+    {"expand cluster refs", F, expand_cluster_refs}, // 49
+    {"local opts", F, step_local_opts},              // 50
+    {"late LIR", F, step_late_LIR},                  // 51
 };
 // 52: "pass 2 trailer", made by the main program once the file has been read
 
@@ -234,7 +237,8 @@ void step_intermission() {
     restore_global_flags();
     // The chain holds the newest first; the output's numbers follow the order of declaration.
     std::vector<SYMTAB *> chain;
-    for (SYMTAB *sym = global_symbols; sym; sym = sym->next) chain.push_back(sym);
+    for (SYMTAB *sym = global_symbols; sym; sym = sym->next)
+        chain.push_back(sym);
     std::for_each(chain.rbegin(), chain.rend(), [](SYMTAB *sym) { o_file->if_enter_global(sym); });
 }
 
