@@ -31,7 +31,8 @@ std::vector<BLOCK_ENTRY> open_blocks;
 std::deque<std::string> asm_texts;
 
 [[noreturn]] void bad_symbol(const SYMTAB *sym, const char *what) {
-    const std::string message = std::string("Symbol \"") + sym->name + "\" of the intermediate file " + what;
+    const std::string message =
+        std::string("Symbol \"") + sym->name + "\" of the intermediate file " + what;
     abort_optimizer(message.c_str());
 }
 
@@ -46,7 +47,9 @@ void leave_block() {
 }
 
 // Marks by which a symbol counts as preemptible or reachable from outside.
-unsigned preemptible_marks(int flags) { return (flags & 0x90) ? 0xc000 : 0xe000; }
+unsigned preemptible_marks(int flags) {
+    return (flags & 0x90) ? 0xc000 : 0xe000;
+}
 
 void put_statement(NODE *node, PSN *psn) {
     LS::initialize_scopes_and_ptrs_from_tree(node);
@@ -92,29 +95,37 @@ NODE *fix_types_bottom_up(NODE *tree) {
 // copies a parameter of the same name into the hidden argument, neither changes any more, and the
 // parameter is a valid address.
 void mark_return_by_cctor() {
-    if (!symbol_has_pragma(currfunc, PRG_FUNC_RET_BY_CCTOR) || !currfuninfo->return_type->is_void()) return;
+    if (!symbol_has_pragma(currfunc, PRG_FUNC_RET_BY_CCTOR) || !currfuninfo->return_type->is_void())
+        return;
     const LIST *last = currfuninfo->pending;
-    if (!last || last->first->op != OP::ASG || last->first->left->op != OP::NAME || last->first->right->op != OP::NAME)
+    if (!last || last->first->op != OP::ASG || last->first->left->op != OP::NAME ||
+        last->first->right->op != OP::NAME)
         return;
     SYMTAB *hidden = last->first->left->u.name.sym, *parm = last->first->right->u.name.sym;
-    if (parm->level != 1 || std::strcmp(hidden->name, parm->name) != 0 || !parm->type->is_ptr()) return;
-    for (SYMTAB *sym : {hidden, parm}) sym->type = tp->mk_qual(sym->type, TQ_const);
-    NODE *not_null = maketree(OP::NEQ, mk_NAME(parm, nullptr), mk_ICON(0, parm->type), tp->int_type(), nullptr);
+    if (parm->level != 1 || std::strcmp(hidden->name, parm->name) != 0 || !parm->type->is_ptr())
+        return;
+    for (SYMTAB *sym : {hidden, parm})
+        sym->type = tp->mk_qual(sym->type, TQ_const);
+    NODE *not_null =
+        maketree(OP::NEQ, mk_NAME(parm, nullptr), mk_ICON(0, parm->type), tp->int_type(), nullptr);
     put_statement(maketree(OP::NASSERT, not_null, nullptr, tp->void_type(), nullptr), last->psn);
 }
 } // namespace
 
-bool IF_CLIENT::cl_magic(int, int) { return true; }
+bool IF_CLIENT::cl_magic(int, int) {
+    return true;
+}
 
 void IF_CLIENT::cl_option_set(unsigned id, unsigned, const std::vector<std::string> &args) {
     icode_optionlist.push_back({id, args});
 }
 
 SYMTAB *IF_CLIENT::cl_symbol_create(const char *name, TYPE *type, TYPE *stype, unsigned long size,
-                                    unsigned long align, unsigned long offset, int sc, int flags, PSN *psn,
-                                    unsigned long fpos, unsigned option_set) {
+                                    unsigned long align, unsigned long offset, int sc, int flags,
+                                    PSN *psn, unsigned long fpos, unsigned option_set) {
     if (!type) {
-        const std::string message = std::string("Symbol \"") + name + "\" of the intermediate file has no type";
+        const std::string message =
+            std::string("Symbol \"") + name + "\" of the intermediate file has no type";
         abort_optimizer(message.c_str());
     }
     TYPE *normalized = type->normalized();
@@ -122,8 +133,8 @@ SYMTAB *IF_CLIENT::cl_symbol_create(const char *name, TYPE *type, TYPE *stype, u
     unsigned marks = static_cast<unsigned>(flags) & 0x19ff;
     if (lex == 0 && !normalized->is_const() && opt_level() < 3) marks |= preemptible_marks(flags);
     if (!type->is_func() && size != type->size()) {
-        const std::string message =
-            std::string("Symbol \"") + name + "\" of the intermediate file has not the size of its type";
+        const std::string message = std::string("Symbol \"") + name +
+                                    "\" of the intermediate file has not the size of its type";
         abort_optimizer(message.c_str());
     }
     SYMTAB *sym = new_symbol(name, size, offset, static_cast<unsigned char>(sc),
@@ -140,7 +151,8 @@ SYMTAB *IF_CLIENT::cl_symbol_create(const char *name, TYPE *type, TYPE *stype, u
     if (!normalized->is_func()) OPTASSERT(sym->otype->is_func() || sym->size == sym->otype->size());
     if (sym->sc == 27) {
         sym->sc = 9;
-        if (currfuninfo) currfuninfo->flags |= FUN_cannot_suppress | FUN_cannot_inline | FUN_cannot_beta;
+        if (currfuninfo)
+            currfuninfo->flags |= FUN_cannot_suppress | FUN_cannot_inline | FUN_cannot_beta;
     }
     if (normalized->is_func()) make_FUNINFO(skip_name_prefix(name))->symbol = sym;
     if (lex > 2 && !normalized->is_scalar() && !normalized->is_void() &&
@@ -179,7 +191,8 @@ void IF_CLIENT::cl_expr(NODE *tree, PSN *psn) {
 void IF_CLIENT::cl_begin_func(SYMTAB *sym, PSN *psn) {
     if (!sym->type->is_func()) bad_symbol(sym, "has a body but is no function");
     FUNINFO *funinfo = make_FUNINFO(skip_name_prefix(sym->name));
-    if (function_prepass && (funinfo->bb_list || funinfo->pending)) bad_symbol(sym, "has two bodies");
+    if (function_prepass && (funinfo->bb_list || funinfo->pending))
+        bad_symbol(sym, "has two bodies");
     currfunc = sym;
     currfuninfo = funinfo;
     erase_function_body(funinfo);
@@ -203,7 +216,8 @@ void IF_CLIENT::cl_begin_func(SYMTAB *sym, PSN *psn) {
     funinfo->root_scope = funinfo->open_scope = nullptr;
     LS::open(psn, sym, 0); // the function's root scope
     LS::open(psn, sym, 0); // parameters
-    if (sym->sc == 3 && (funinfo->flags & FUN_is_suppressed) && (funinfo->flags & FUN_cannot_suppress))
+    if (sym->sc == 3 && (funinfo->flags & FUN_is_suppressed) &&
+        (funinfo->flags & FUN_cannot_suppress))
         unsuppress_inline_function(funinfo);
     dump_function_header();
     initialize_the_profiling_state(nullptr);
@@ -215,12 +229,15 @@ void IF_CLIENT::cl_end_args(PSN *psn) {
         beta_parms_using_mvp_ip();
     else
         beta_parms();
-    for (SYMTAB *sym = currfuninfo->symbols; sym; sym = sym->next) find_or_make_PTR_entry(sym);
+    for (SYMTAB *sym = currfuninfo->symbols; sym; sym = sym->next)
+        find_or_make_PTR_entry(sym);
     ++lex;
     LS::open(psn, currfunc, 0);
 }
 
-void IF_CLIENT::cl_end_locals(PSN *psn) { currfuninfo->psn_locals = psn; }
+void IF_CLIENT::cl_end_locals(PSN *psn) {
+    currfuninfo->psn_locals = psn;
+}
 
 void IF_CLIENT::cl_begin_block(PSN *psn) {
     ++lex;
@@ -248,7 +265,9 @@ void IF_CLIENT::cl_label(unsigned number) {
     put_statement(mk_LABELDEF(mklabel(static_cast<int>(number), nullptr, nullptr)), nullptr);
 }
 
-void IF_CLIENT::cl_inline_asm(const char *text, PSN *psn) { put_text(36, text, psn); }
+void IF_CLIENT::cl_inline_asm(const char *text, PSN *psn) {
+    put_text(36, text, psn);
+}
 
 void IF_CLIENT::cl_comment(const char *text) {
     if (text[0] != '*') put_text(47, text, nullptr);
@@ -256,27 +275,37 @@ void IF_CLIENT::cl_comment(const char *text) {
 
 // Ids of the file are replaced by positions in the sorted table; entry 0 stands for "none".
 bool IF_CLIENT::cl_func_eht(EHT_ENTRY *entries, unsigned n) {
-    if (currfuninfo->eht) abort_optimizer("A function of the intermediate file has two exception tables");
+    if (currfuninfo->eht)
+        abort_optimizer("A function of the intermediate file has two exception tables");
     EHT_ENTRY *table = new EHT_ENTRY[n + 1];
     std::move(entries, entries + n, table + 1);
-    std::stable_sort(table + 1, table + n + 1, [](const EHT_ENTRY &a, const EHT_ENTRY &b) { return a.id < b.id; });
+    std::stable_sort(table + 1, table + n + 1,
+                     [](const EHT_ENTRY &a, const EHT_ENTRY &b) { return a.id < b.id; });
     currfuninfo->eht = table;
     currfuninfo->eht_size = n + 1;
     const auto position_of = [table, n](std::uint32_t id) -> std::uint32_t {
         if (id == 0) return 0;
         EHT_ENTRY *end = table + n + 1;
-        EHT_ENTRY *found = std::lower_bound(table + 1, end, id,
-                                            [](const EHT_ENTRY &entry, std::uint32_t key) { return entry.id < key; });
-        if (found == end || found->id != id) abort_optimizer("An exception table entry of the intermediate file is unknown");
+        EHT_ENTRY *found =
+            std::lower_bound(table + 1, end, id, [](const EHT_ENTRY &entry, std::uint32_t key) {
+                return entry.id < key;
+            });
+        if (found == end || found->id != id)
+            abort_optimizer("An exception table entry of the intermediate file is unknown");
         return static_cast<std::uint32_t>(found - table);
     };
     for (unsigned i = 1; i <= n; ++i)
-        if (i > 1 && table[i].id == table[i - 1].id) abort_optimizer("Two exception table entries have one id");
-    for (unsigned i = 1; i <= n; ++i) table[i].link = position_of(table[i].link);
+        if (i > 1 && table[i].id == table[i - 1].id)
+            abort_optimizer("Two exception table entries have one id");
+    for (unsigned i = 1; i <= n; ++i)
+        table[i].link = position_of(table[i].link);
     const auto renumber_calls = [&position_of](NODE *tree) {
-        for_each_call(tree, [&position_of](NODE *call) { call->u.call.eht_id = position_of(call->u.call.eht_id); });
+        for_each_call(tree, [&position_of](NODE *call) {
+            call->u.call.eht_id = position_of(call->u.call.eht_id);
+        });
     };
-    for (LIST *cell = currfuninfo->pending; cell; cell = cell->rest) renumber_calls(cell->first);
+    for (LIST *cell = currfuninfo->pending; cell; cell = cell->rest)
+        renumber_calls(cell->first);
     for (unsigned i = 1; i <= n; ++i) {
         if (NODE *cleanup = unwrap_profile_counts(table[i].cleanup)) {
             check_incoming_tree(cleanup, false);
@@ -284,16 +313,20 @@ bool IF_CLIENT::cl_func_eht(EHT_ENTRY *entries, unsigned n) {
             renumber_calls(table[i].cleanup);
             LS::initialize_scopes_and_ptrs_from_tree(table[i].cleanup);
         }
-        for (I_CATCH_ENTRY &clause : table[i].catches) clause.lbl = find_label(static_cast<int>(clause.label));
+        for (I_CATCH_ENTRY &clause : table[i].catches)
+            clause.lbl = find_label(static_cast<int>(clause.label));
     }
-    for (unsigned i = 1; i <= n; ++i) table[i].id = i; // last: position_of reads the old ids
+    for (unsigned i = 1; i <= n; ++i)
+        table[i].id = i; // last: position_of reads the old ids
     return true;
 }
 
 void IF_CLIENT::cl_end_func(PSN *psn) {
     functions.push_back(currfunc);
-    while (!open_blocks.empty()) leave_block();
-    for (int i = 0; i < 3; ++i) LS::close(psn, currfunc, 0);
+    while (!open_blocks.empty())
+        leave_block();
+    for (int i = 0; i < 3; ++i)
+        LS::close(psn, currfunc, 0);
     lex = 0;
     currfuninfo->psn_end = psn;
     mark_return_by_cctor();
@@ -323,7 +356,8 @@ void IF_CLIENT::cl_source(const char *) {}
 void IF_CLIENT::cl_merge_type_defs() {}
 void IF_CLIENT::cl_preprocess_statics() {}
 void IF_CLIENT::cl_func_info(int) {}
-void IF_CLIENT::cl_loop_def(unsigned, unsigned, unsigned long, unsigned long, unsigned long, unsigned) {}
+void IF_CLIENT::cl_loop_def(unsigned, unsigned, unsigned long, unsigned long, unsigned long,
+                            unsigned) {}
 void IF_CLIENT::cl_loop_header(unsigned, SYMTAB *, int) {}
 void IF_CLIENT::cl_dd_vector(int, int, int, DD_ENTRY *) {}
 void IF_CLIENT::cl_dd_edge(int, int, int) {}

@@ -8,7 +8,8 @@
 namespace {
 [[noreturn]] void malformed(const NODE *node, const char *what) {
     const char *name = node && node_operator_name[node->op] ? node_operator_name[node->op] : "?";
-    const std::string message = std::string("Malformed tree in the intermediate file: ") + name + ": " + what;
+    const std::string message =
+        std::string("Malformed tree in the intermediate file: ") + name + ": " + what;
     abort_optimizer(message.c_str());
 }
 
@@ -18,16 +19,26 @@ void require(bool condition, const NODE *node, const char *what) {
 
 bool is_lvalue(const NODE *tree) {
     switch (tree->op) {
-    case OP::NAME: case OP::UMULT: case OP::STDOT: case OP::STREF: case OP::VFIELD: case OP::STFIELD:
-    case OP::DDNODE: case OP::REAL: case OP::IMAG:
-        return true;
+    case OP::NAME:
+    case OP::UMULT:
+    case OP::STDOT:
+    case OP::STREF:
+    case OP::VFIELD:
+    case OP::STFIELD:
+    case OP::DDNODE:
+    case OP::REAL:
+    case OP::IMAG: return true;
     default: return false;
     }
 }
 
 bool is_jump(int op) {
     switch (op) {
-    case OP::BRANCH: case OP::CBRANCH: case OP::SWITCH: case OP::RETURN: case OP::URETURN: return true;
+    case OP::BRANCH:
+    case OP::CBRANCH:
+    case OP::SWITCH:
+    case OP::RETURN:
+    case OP::URETURN: return true;
     default: return false;
     }
 }
@@ -35,43 +46,66 @@ bool is_jump(int op) {
 // Opcodes of statements, labels and case lists, whose type nobody reads.
 bool type_is_immaterial(int op) {
     switch (op) {
-    case OP::LABEL: case OP::CASE: case OP::DEFAULT: case OP::COMMA: case OP::PCOMMA: case OP::ENDINIT:
-    case OP::SKIP: case OP::NASSERT: case OP::ASSERT: case OP::FIELD: case OP::COLON: case OP::NOP:
-    case OP::LOOP: case OP::ENDLOOP:
-        return true;
+    case OP::LABEL:
+    case OP::CASE:
+    case OP::DEFAULT:
+    case OP::COMMA:
+    case OP::PCOMMA:
+    case OP::ENDINIT:
+    case OP::SKIP:
+    case OP::NASSERT:
+    case OP::ASSERT:
+    case OP::FIELD:
+    case OP::COLON:
+    case OP::NOP:
+    case OP::LOOP:
+    case OP::ENDLOOP: return true;
     default: return is_jump(op);
     }
 }
 
 bool is_pointer_to_function(const NODE *tree) {
-    return tree->type->is_ptr() && tree->type->type_pointed_to() && tree->type->type_pointed_to()->is_func();
+    return tree->type->is_ptr() && tree->type->type_pointed_to() &&
+           tree->type->type_pointed_to()->is_func();
 }
 
-// What the node itself and the kinds of its children must be; the children are checked on their own.
+// What the node itself and the kinds of its children must be; the children are checked on their
+// own.
 void check_node(const NODE *node) {
     const NODE *left = node->left, *right = node->right;
     switch (node->op) {
     case OP::NAME: require(node->u.name.sym, node, "no symbol"); break;
-    case OP::FIELD: require(node->u.field.csu && node->u.field.mdata, node, "no such member"); break;
-    case OP::STDOT: case OP::STREF:
+    case OP::FIELD:
+        require(node->u.field.csu && node->u.field.mdata, node, "no such member");
+        break;
+    case OP::STDOT:
+    case OP::STREF:
         require(right->op == OP::FIELD, node, "the right operand is not a member");
         break;
-    case OP::UMULT: require(left->type && left->type->is_ptr(), node, "the operand is not a pointer"); break;
+    case OP::UMULT:
+        require(left->type && left->type->is_ptr(), node, "the operand is not a pointer");
+        break;
     case OP::UAND: require(is_lvalue(left), node, "the operand is not an lvalue"); break;
-    case OP::ICON: case OP::LCON:
-        require(node->type->is_int_or_enum() || node->type->is_ptr(), node, "not an integer constant");
+    case OP::ICON:
+    case OP::LCON:
+        require(node->type->is_int_or_enum() || node->type->is_ptr(), node,
+                "not an integer constant");
         break;
     case OP::FCON: require(node->type->is_floating(), node, "not a floating constant"); break;
-    case OP::CALL: case OP::UCALL:
-        require(left->type && is_pointer_to_function(left), node, "the callee is not a pointer to function");
+    case OP::CALL:
+    case OP::UCALL:
+        require(left->type && is_pointer_to_function(left), node,
+                "the callee is not a pointer to function");
         break;
     case OP::QUEST: require(right->op == OP::COLON, node, "no COLON"); break;
-    case OP::BRANCH: case OP::DEFAULT: require(left->op == OP::LABEL, node, "no label"); break;
+    case OP::BRANCH:
+    case OP::DEFAULT: require(left->op == OP::LABEL, node, "no label"); break;
     case OP::CBRANCH: require(right->op == OP::LABEL, node, "no label"); break;
     case OP::CASE:
         require(left->op == OP::ICON && right->op == OP::LABEL, node, "not a constant and a label");
         break;
-    case OP::RETURN: case OP::URETURN: require(left->op == OP::NAME, node, "no function name"); break;
+    case OP::RETURN:
+    case OP::URETURN: require(left->op == OP::NAME, node, "no function name"); break;
     default:
         if (opcode_is_ASG(node->op) || node->op == OP::PLUSPLUS || node->op == OP::MINMIN)
             require(is_lvalue(left), node, "the target is not an lvalue");
@@ -84,11 +118,13 @@ void check_subtree(NODE *node, int parent);
 void check_cases(const NODE *node, NODE *cases) {
     for (; cases->op == OP::COMMA; cases = cases->left) {
         require(cases->left && cases->right, cases, "too few operands");
-        require(cases->right->op == OP::CASE || cases->right->op == OP::DEFAULT, node, "a case list holds something else");
+        require(cases->right->op == OP::CASE || cases->right->op == OP::DEFAULT, node,
+                "a case list holds something else");
         check_subtree(cases->right, OP::SWITCH);
         if (!cases->type) cases->type = tp->int_type();
     }
-    require(cases->op == OP::CASE || cases->op == OP::DEFAULT, node, "a case list holds something else");
+    require(cases->op == OP::CASE || cases->op == OP::DEFAULT, node,
+            "a case list holds something else");
     check_subtree(cases, OP::SWITCH);
 }
 
@@ -100,12 +136,13 @@ void check_subtree(NODE *node, int parent) {
         require(node->type, node, "no type");
         const std::uint8_t operands = op_file_arity[node->op];
         const int found = (node->left != nullptr) + (node->right != nullptr);
-        require(op_is_file_leaf(node->op) || operands == OP_NONE || found >= operands, node, "too few operands");
+        require(op_is_file_leaf(node->op) || operands == OP_NONE || found >= operands, node,
+                "too few operands");
         if (parent != OP::ILLOP) {
             require(!is_jump(node->op), node, "a jump below an operator");
             require(node->op != OP::COLON || parent == OP::QUEST, node, "outside a QUEST");
-            require(node->op != OP::FIELD || parent == OP::STDOT || parent == OP::STREF || parent == OP::VFIELD ||
-                        parent == OP::STFIELD,
+            require(node->op != OP::FIELD || parent == OP::STDOT || parent == OP::STREF ||
+                        parent == OP::VFIELD || parent == OP::STFIELD,
                     node, "outside STDOT and STREF");
             require((node->op != OP::CASE && node->op != OP::DEFAULT) || parent == OP::SWITCH, node,
                     "outside a SWITCH");
@@ -123,8 +160,9 @@ void check_subtree(NODE *node, int parent) {
 void check_incoming_tree(NODE *tree, bool statement) {
     require(tree != nullptr, nullptr, "no tree");
     if (!statement) require(!is_jump(tree->op), tree, "a jump in a value");
-    require(tree->op != OP::COLON && tree->op != OP::FIELD && tree->op != OP::CASE && tree->op != OP::DEFAULT, tree,
-            "not a statement");
+    require(tree->op != OP::COLON && tree->op != OP::FIELD && tree->op != OP::CASE &&
+                tree->op != OP::DEFAULT,
+            tree, "not a statement");
     check_subtree(tree, OP::ILLOP);
 }
 
@@ -153,7 +191,8 @@ NODE *unwrap_profile_counts(NODE *tree) {
 NODE *expr_cleanup(NODE *tree) {
     for (NODE *node = tree; node; node = node->right) {
         expr_cleanup(node->left);
-        if (node->type && node->type->is_enum()) node->type = normalized_underlying_type(node->type);
+        if (node->type && node->type->is_enum())
+            node->type = normalized_underlying_type(node->type);
         if (node->op == OP::NAME) node->u.name.sym = get_sym_def_for_decl(node->u.name.sym);
     }
     return tree;

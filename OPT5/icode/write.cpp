@@ -17,9 +17,13 @@
 namespace {
 // --- labels
 
-bool same_block(const NODE *label, const BBLK *bb) { return label->u.label.lbl && label->u.label.lbl->bb == bb; }
+bool same_block(const NODE *label, const BBLK *bb) {
+    return label->u.label.lbl && label->u.label.lbl->bb == bb;
+}
 
-LBL *label_of(const NODE *label) { return label->u.label.lbl->bb->label; }
+LBL *label_of(const NODE *label) {
+    return label->u.label.lbl->bb->label;
+}
 
 // The statement of a block's end as it is written: IF as CBRANCH, with or without a BRANCH behind.
 void lower_last_statement(BBLK *bb) {
@@ -54,7 +58,8 @@ void lower_last_statement(BBLK *bb) {
 
 void drop_branch_to_next(BBLK *bb) {
     LIST **link = &bb->statements;
-    while (*link && (*link)->rest) link = &(*link)->rest;
+    while (*link && (*link)->rest)
+        link = &(*link)->rest;
     if (*link && (*link)->first->op == OP::BRANCH && same_block((*link)->first->left, bb->dflink))
         *link = erase_tree_list(*link);
 }
@@ -76,18 +81,21 @@ template <class Visit> void for_each_handler(Visit visit) {
 // to have none.
 void number_labels() {
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
-        for (LBL *label = bb->label; label; label = label->next) label->refcount = 0;
+        for (LBL *label = bb->label; label; label = label->next)
+            label->refcount = 0;
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
         for (LIST *cell = bb->statements; cell; cell = cell->rest) {
             const int op = cell->first->op;
-            if (op == OP::BRANCH || op == OP::CBRANCH || op == OP::SWITCH) count_label_uses(cell->first);
+            if (op == OP::BRANCH || op == OP::CBRANCH || op == OP::SWITCH)
+                count_label_uses(cell->first);
         }
     for_each_handler([](I_CATCH_ENTRY &clause) { ++clause.lbl->bb->label->refcount; });
     int number = 0;
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
         if (!bb->label || bb->label->refcount == 0) continue;
         ++number;
-        for (LBL *label = bb->label; label; label = label->next) label->index = number;
+        for (LBL *label = bb->label; label; label = label->next)
+            label->index = number;
     }
 }
 
@@ -96,7 +104,10 @@ bool falls_through(const BBLK *bb) {
     const NODE *last = last_statement(bb);
     if (!last) return true;
     switch (last->op) {
-    case OP::BRANCH: case OP::RETURN: case OP::URETURN: case OP::SWITCH: return false;
+    case OP::BRANCH:
+    case OP::RETURN:
+    case OP::URETURN:
+    case OP::SWITCH: return false;
     default: return true;
     }
 }
@@ -124,9 +135,12 @@ void update_eht_labels() {
             work.push_back(id);
         }
     };
-    const auto need_calls_of = [&](NODE *tree) { for_each_call(tree, [&](NODE *call) { need(call->u.call.eht_id); }); };
+    const auto need_calls_of = [&](NODE *tree) {
+        for_each_call(tree, [&](NODE *call) { need(call->u.call.eht_id); });
+    };
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
-        for (LIST *cell = bb->statements; cell; cell = cell->rest) need_calls_of(cell->first);
+        for (LIST *cell = bb->statements; cell; cell = cell->rest)
+            need_calls_of(cell->first);
     while (!work.empty()) {
         const EHT_ENTRY &entry = table[work.back()];
         work.pop_back();
@@ -143,7 +157,8 @@ void update_eht_labels() {
         });
     };
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
-        for (LIST *cell = bb->statements; cell; cell = cell->rest) renumber_calls_of(cell->first);
+        for (LIST *cell = bb->statements; cell; cell = cell->rest)
+            renumber_calls_of(cell->first);
     for (unsigned i = 1; i < size; ++i) {
         if (!needed[i]) {
             table[i].cleanup = erase_tree(table[i].cleanup);
@@ -158,7 +173,9 @@ void update_eht_labels() {
 }
 
 void refresh_handler_labels() {
-    for_each_handler([](I_CATCH_ENTRY &clause) { clause.label = static_cast<std::uint32_t>(clause.lbl->bb->label->index); });
+    for_each_handler([](I_CATCH_ENTRY &clause) {
+        clause.label = static_cast<std::uint32_t>(clause.lbl->bb->label->index);
+    });
 }
 
 // --- symbols
@@ -180,7 +197,9 @@ void write_local_symbol(SYMTAB *sym) {
 enum local_list { L_parms, L_temps, L_statics, L_locals, L_count };
 
 local_list list_of_local(const SYMTAB *sym, const std::vector<SYMTAB *> &level_1) {
-    const auto same_name = [sym](const SYMTAB *parm) { return std::string_view(parm->name) == sym->name; };
+    const auto same_name = [sym](const SYMTAB *parm) {
+        return std::string_view(parm->name) == sym->name;
+    };
     if (std::any_of(level_1.begin(), level_1.end(), same_name)) return L_parms;
     if (sym->attr & SA_temp) return L_temps;
     return sym->sc == 3 ? L_statics : L_locals;
@@ -197,19 +216,23 @@ void write_symbols() {
     const auto by_serial = [](const SYMTAB *a, const SYMTAB *b) { return a->serial < b->serial; };
     std::stable_sort(level_1.begin(), level_1.end(), by_serial);
     std::stable_sort(others.begin(), others.end(), by_serial);
-    for (SYMTAB *sym : level_1) write_local_symbol(sym);
+    for (SYMTAB *sym : level_1)
+        write_local_symbol(sym);
     wrstcr(5, currfuninfo->psn_args);
     std::vector<SYMTAB *> lists[L_count];
-    for (SYMTAB *sym : others) lists[list_of_local(sym, level_1)].push_back(sym);
+    for (SYMTAB *sym : others)
+        lists[list_of_local(sym, level_1)].push_back(sym);
     for (const std::vector<SYMTAB *> &list : lists)
-        for (SYMTAB *sym : list) write_local_symbol(sym);
+        for (SYMTAB *sym : list)
+            write_local_symbol(sym);
     wrstcr(6, currfuninfo->psn_locals);
 }
 
 // --- trees
 
 [[noreturn]] void cannot_write(const NODE *node) {
-    std::fprintf(stderr, "\n\n   !!! Error in 'wrtree', opcode=%d %s !!!", node->op, opname(node->op));
+    std::fprintf(stderr, "\n\n   !!! Error in 'wrtree', opcode=%d %s !!!", node->op,
+                 opname(node->op));
     abort_optimizer();
 }
 
@@ -271,7 +294,8 @@ void prepare_for_file(NODE *tree) {
             break;
         case OP::UAND:
             if (node->left->op == OP::NAME && node->left->type->is_func())
-                unsuppress_inline_function(find_FUNINFO(skip_name_prefix(node->left->u.name.sym->name)));
+                unsuppress_inline_function(
+                    find_FUNINFO(skip_name_prefix(node->left->u.name.sym->name)));
             break;
         case OP::VSCONV:
             OPTASSERT(is_struct_vector_conversion(node));
@@ -283,7 +307,8 @@ void prepare_for_file(NODE *tree) {
             break;
         }
         case OP::VRCONV: node->op = OP::SCONV; break;
-        case OP::CALL: case OP::UCALL: note_call(node); break;
+        case OP::CALL:
+        case OP::UCALL: note_call(node); break;
         default:
             if (node->op >= op_first_internal) cannot_write(node);
         }
@@ -292,16 +317,19 @@ void prepare_for_file(NODE *tree) {
 }
 
 void write_pragma_statement(const NODE *node) {
-    if (node->u.ppragma.pragma->kind != PRG_TRIP_CNTR_MUNGED) o_file->if_write_pragma(node->u.ppragma.pragma);
+    if (node->u.ppragma.pragma->kind != PRG_TRIP_CNTR_MUNGED)
+        o_file->if_write_pragma(node->u.ppragma.pragma);
 }
 
 bool is_argument_prolog(const NODE *node) {
-    return node->op == OP::PCOMMA ||
-           (node->op == OP::ASG && node->right->op == OP::NAME && node->right->u.name.sym->level == 1);
+    return node->op == OP::PCOMMA || (node->op == OP::ASG && node->right->op == OP::NAME &&
+                                      node->right->u.name.sym->level == 1);
 }
 } // namespace
 
-NODE *map_global_NAME_to_STDOT(NODE *name) { return name; }
+NODE *map_global_NAME_to_STDOT(NODE *name) {
+    return name;
+}
 
 void revert_symbol_type(SYMTAB *sym) {
     TYPE *declared = sym->otype->normalized();
@@ -331,10 +359,13 @@ void wrasmr(int kind, const char *text, PSN *psn) {
         o_file->if_write_assembly(text, psn);
 }
 
-void wrsfid(const char *name) { o_file->if_write_source(name); }
+void wrsfid(const char *name) {
+    o_file->if_write_source(name);
+}
 
 void wrbdlr(LBL *labels) {
-    if (labels && labels->refcount > 0) o_file->if_write_label(static_cast<unsigned>(labels->index));
+    if (labels && labels->refcount > 0)
+        o_file->if_write_label(static_cast<unsigned>(labels->index));
 }
 
 void wrtree(NODE *tree) {
@@ -362,7 +393,8 @@ void wrbblocks() {
     initialize_CFG_profiling_annotation(1, 1);
     const BBLK *before = nullptr;
     for (BBLK *bb = currfuninfo->bb_list; bb; before = bb, bb = bb->dflink) {
-        const bool is_reached = !before || falls_through(before) || (bb->label && bb->label->refcount > 0);
+        const bool is_reached =
+            !before || falls_through(before) || (bb->label && bb->label->refcount > 0);
         if (!is_reached) continue; // the exit block of a function that returns elsewhere
         wrbdlr(bb->label);
         for (LIST *cell = bb->statements; cell; cell = cell->rest) {
@@ -372,15 +404,19 @@ void wrbblocks() {
     }
 }
 
-void write_func_header() { wrstcr(1, currfuninfo->psn); }
+void write_func_header() {
+    wrstcr(1, currfuninfo->psn);
+}
 
 void write_func_body() {
     write_symbols();
     if (currfuninfo->write_func_info_76) o_file->if_write_func_info(76);
     finalize_ldspec_advice();
     update_eht_labels();
-    for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) lower_last_statement(bb);
-    for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) drop_branch_to_next(bb);
+    for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
+        lower_last_statement(bb);
+    for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
+        drop_branch_to_next(bb);
     number_labels();
     refresh_handler_labels();
     wrbblocks();
