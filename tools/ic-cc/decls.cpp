@@ -1,0 +1,314 @@
+// File-level declarations, functions, and the symbols of everything.
+#include "tools/ic-cc/ic_cc.h"
+
+using namespace clang;
+
+translator::translator(ASTContext &context, pragma_store &pragmas, icode_unit &unit,
+                       std::string header_name)
+    : context_(context), sources_(context.getSourceManager()), diags_(context.getDiagnostics()),
+      pragmas_(pragmas), unit_(unit), types_(unit.types), header_name_(std::move(header_name)),
+      refusal_(diags_.getCustomDiagID(DiagnosticsEngine::Error,
+                                      "%0 cannot be compiled for this machine")) {}
+
+node *translator::refuse(SourceLocation at, const std::string &what) {
+    failed_ = true;
+    diags_.Report(at, refusal_) << what;
+    return icon(0);
+}
+
+position translator::pos(SourceLocation at) {
+    if (at.isInvalid()) return {};
+    PresumedLoc p = sources_.getPresumedLoc(sources_.getExpansionLoc(at));
+    if (p.isInvalid() || p.getLine() == 0) return {};
+    return {unit_.file_number(p.getFilename()), p.getLine(), p.getColumn()};
+}
+
+bool translator::translate() {
+    const TranslationUnitDecl *file = context_.getTranslationUnitDecl();
+    for (const Decl *d : file->decls())
+        if (const auto *named = dyn_cast<NamedDecl>(d))
+            if (const IdentifierInfo *id = named->getIdentifier())
+                global_names_.insert("_" + id->getName().str());
+    for (const Decl *d : file->decls())
+        top_level(d);
+    complete_all_records();
+    for (symbol *s : unit_.globals) {
+        if (!s->has_init && s->sc != 5 && !is_kind(s->stype, tkind::function) &&
+            !strip(s->stype)->complete)
+            refuse({}, "'" + s->name.substr(1) + "', which never gets a complete type,");
+    }
+    return !failed_;
+}
+
+void translator::top_level(const Decl *d) {
+    if (const auto *f = dyn_cast<FunctionDecl>(d)) {
+        if (f->isThisDeclarationADefinition() && defines_here(f)) function_definition(f);
+    } else if (const auto *v = dyn_cast<VarDecl>(d)) {
+        const VarDecl *definition = v->getDefinition(context_);
+        if (!definition) definition = v->getActingDefinition();
+        if (definition != v) return;
+        symbol *s = variable_symbol(v);
+        if (v->getInit() && !s->has_init) static_init(s, v->getInit());
+    } else if (const auto *check = dyn_cast<StaticAssertDecl>(d)) {
+        check_static_assert(check);
+    } else if (const auto *text = dyn_cast<FileScopeAsmDecl>(d)) {
+        unit_.write_assembly(text->getAsmString()->getString(), pos(d->getLocation()),
+                             header_name_);
+    } else if (const auto *r = dyn_cast<RecordDecl>(d)) {
+        for (const Decl *inner : r->decls())
+            if (const auto *a = dyn_cast<StaticAssertDecl>(inner)) check_static_assert(a);
+    } else if (!isa<TypedefDecl, EnumDecl, EmptyDecl>(d)) {
+        refuse(d->getLocation(), std::string("this declaration (") + d->getDeclKindName() + ")");
+    }
+}
+
+// A static inline function that nothing refers to leaves no body behind.
+bool translator::defines_here(const FunctionDecl *definition) {
+    if (!definition->isInlined()) return true;
+    bool external = definition->getFormalLinkage() != InternalLinkage &&
+                    definition->isInlineDefinitionExternallyVisible();
+    return external || definition->getCanonicalDecl()->isReferenced() || definition->isReferenced();
+}
+
+std::string translator::unique_global_name(const std::string &wanted) {
+    std::string made = wanted;
+    for (unsigned n = 2; !global_names_.insert(made).second; ++n)
+        made = wanted + "$" + std::to_string(n);
+    return made;
+}
+
+void translator::check_attributes(const Decl *decl) {
+    for (const Attr *a : decl->attrs()) {
+        if (isa<AsmLabelAttr, AliasAttr, IFuncAttr, CleanupAttr, ModeAttr, ConstructorAttr,
+                DestructorAttr, NakedAttr>(a))
+            refuse(decl->getLocation(),
+                   "a declaration with the attribute '" + std::string(a->getSpelling()) + "'");
+    }
+}
+
+void translator::attach_pragmas(symbol *s, llvm::StringRef source_name) {
+    auto found = pragmas_.symbols.find(source_name.str());
+    if (found == pragmas_.symbols.end()) return;
+    s->pragmas.insert(s->pragmas.end(), found->second.begin(), found->second.end());
+}
+
+void translator::function_pragmas(const FunctionDecl *decl, symbol *s) {
+    const FunctionDecl *d = decl->getMostRecentDecl();
+    auto add = [&](pragma_kind kind, std::vector<std::string> args = {}) {
+        s->pragmas.push_back({kind, std::move(args)});
+    };
+    if (d->isNoReturn() || d->hasAttr<C11NoReturnAttr>()) add(pk_never_returns);
+    if (d->hasAttr<NoInlineAttr>()) add(pk_cannot_inline);
+    if (d->hasAttr<ConstAttr>()) add(pk_is_pure);
+    if (d->hasAttr<PureAttr>()) {
+        add(pk_no_global_asg);
+        add(pk_no_ind_asg);
+    }
+    if (d->hasAttr<AlwaysInlineAttr>()) add(pk_always_inline);
+    if (d->hasAttr<RestrictAttr>()) add(pk_unique_pointer);
+    if (const auto *section = d->getAttr<SectionAttr>())
+        add(pk_code_section, {section->getName().str()});
+    attach_pragmas(s, decl->getName());
+    auto options = pragmas_.function_options.find(decl->getName().str());
+    if (options != pragmas_.function_options.end()) {
+        option_set own = unit_.options.front();
+        own.texts.insert(own.texts.end(), options->second.begin(), options->second.end());
+        s->option_set = static_cast<unsigned>(unit_.options.size());
+        unit_.options.push_back(std::move(own));
+    }
+}
+
+symbol *translator::function_symbol(const FunctionDecl *decl) {
+    decl = decl->getCanonicalDecl();
+    auto known = global_symbols_.find(decl);
+    if (known != global_symbols_.end()) return known->second;
+    const FunctionDecl *definition = nullptr;
+    decl->isDefined(definition);
+    bool internal = decl->getFormalLinkage() == InternalLinkage;
+    bool inline_only =
+        definition && definition->isInlined() && !definition->isInlineDefinitionExternallyVisible();
+    int sc = internal || inline_only ? 3 : definition ? 2 : 5;
+    if (internal && !definition)
+        refuse(decl->getLocation(),
+               "the static function '" + decl->getName().str() + "', which is never defined,");
+    const type *t = function_type(decl);
+    symbol *s = unit_.add_global("_" + decl->getName().str(), t, sc,
+                                 pos((definition ? definition : decl)->getLocation()));
+    global_symbols_[decl] = s;
+    check_attributes(decl->getMostRecentDecl());
+    if (decl->getMostRecentDecl()->isInlineSpecified() ||
+        (definition && definition->isInlineSpecified()))
+        s->flags |= symbol_is_inline;
+    function_pragmas(decl, s);
+    return s;
+}
+
+symbol *translator::variable_symbol(const VarDecl *v) {
+    if (fn_) {
+        auto local = fn_->locals.find(v);
+        if (local != fn_->locals.end()) return local->second;
+    }
+    if (v->isStaticLocal()) return static_local(v);
+    const VarDecl *canonical = v->getCanonicalDecl();
+    auto known = global_symbols_.find(canonical);
+    if (known != global_symbols_.end()) return known->second;
+    VarDecl *acting = const_cast<VarDecl *>(v)->getDefinition(context_);
+    if (!acting) acting = const_cast<VarDecl *>(v)->getActingDefinition();
+    const VarDecl *best = acting ? acting : v->getMostRecentDecl();
+    const type *t = decl_type(best);
+    for (const VarDecl *other : v->redecls())
+        if (!strip(t)->complete) t = decl_type(other);
+    bool internal = v->getFormalLinkage() == InternalLinkage;
+    if (v->getTLSKind() != VarDecl::TLS_None) refuse(v->getLocation(), "a thread-local variable");
+    if (acting && is_array(t) && !strip(t)->complete) // int a[]; counts as one element
+        t = types_.array(strip(t)->base, 1, true);
+    symbol *s = unit_.add_global("_" + v->getName().str(), t,
+                                 internal ? 3
+                                 : acting ? 2
+                                          : 5,
+                                 pos(best->getLocation()));
+    global_symbols_[canonical] = s;
+    check_attributes(best);
+    if (const auto *section = best->getAttr<SectionAttr>())
+        s->pragmas.push_back({pk_data_section, {section->getName().str()}});
+    if (const auto *aligned = best->getAttr<AlignedAttr>(); aligned && aligned->isAlignmentExpr())
+        if (const Expr *e = aligned->getAlignmentExpr())
+            s->align = static_cast<std::uint32_t>(evaluate_integer(e).value_or(1)) * unit_bits;
+    attach_pragmas(s, v->getName());
+    return s;
+}
+
+symbol *translator::static_local(const VarDecl *v) {
+    auto known = global_symbols_.find(v);
+    if (known != global_symbols_.end()) return known->second;
+    if (v->getTLSKind() != VarDecl::TLS_None) refuse(v->getLocation(), "a thread-local variable");
+    const auto *owner = dyn_cast_or_null<FunctionDecl>(v->getParentFunctionOrMethod());
+    std::string wanted = "_" + (owner ? owner->getName().str() + "$" : "") + v->getName().str();
+    symbol *s =
+        unit_.add_global(unique_global_name(wanted), decl_type(v), 3, pos(v->getLocation()));
+    global_symbols_[v] = s;
+    if (v->getInit()) static_init(s, v->getInit());
+    return s;
+}
+
+symbol *translator::hidden_static(const char *stem, const type *t, SourceLocation at) {
+    std::string wanted = "_" + std::string(stem) + std::to_string(++hidden_);
+    return unit_.add_global(unique_global_name(wanted), t, 3, pos(at));
+}
+
+// A string of wide characters becomes an array of its own.
+symbol *translator::wide_string(const StringLiteral *s) {
+    symbol *&sym = wide_strings_[s];
+    if (!sym) {
+        sym = hidden_static("$wide", conv(s->getType()), s->getBeginLoc());
+        static_init(sym, s);
+    }
+    return sym;
+}
+
+symbol *translator::temporary(const type *t) {
+    symbol *s = unit_.add_local("$t" + std::to_string(++fn_->temporaries), t, 1, 2, {});
+    fn_->body.locals.push_back(s);
+    return s;
+}
+
+void translator::local_variable(const VarDecl *v) {
+    SourceLocation at = v->getLocation();
+    check_attributes(v);
+    if (v->hasExternalStorage()) return;
+    if (v->isStaticLocal()) {
+        static_local(v);
+        return;
+    }
+    if (v->getType()->isVariablyModifiedType()) {
+        refuse(at, "an array of variable length");
+        return;
+    }
+    const type *t = decl_type(v);
+    bool in_register = v->getStorageClass() == SC_Register && !is_record(t) && !is_array(t);
+    symbol *s =
+        unit_.add_local(v->getName().str(), t, in_register ? 4 : 1, 2 + fn_->depth, pos(at));
+    fn_->locals[v] = s;
+    if (fn_->open_blocks.empty())
+        fn_->body.locals.push_back(s);
+    else
+        fn_->body.items[fn_->open_blocks.back()].symbols.push_back(s);
+    if (const Expr *init = v->getInit())
+        for (node *n : auto_init(t, init, [this, s] { return name(s); }))
+            add_tree(n, at);
+}
+
+symbol *translator::param_symbol(const ParmVarDecl *p, bool as_passed) {
+    if (as_passed) {
+        for (auto &[decl, s] : fn_->params)
+            if (decl == p) return s;
+    }
+    symbol *&copy = fn_->copies[p];
+    if (!copy) {
+        bool in_register = p->getStorageClass() == SC_Register;
+        copy = unit_.add_local(p->getName().str(), decl_type(p), in_register ? 4 : 1, 2,
+                               pos(p->getLocation()));
+    }
+    return copy;
+}
+
+void translator::make_params() {
+    for (const ParmVarDecl *p : fn_->decl->parameters()) {
+        const type *t = decl_type(p);
+        if (!fn_->decl->hasPrototype() && is_integer(t) && strip(t)->size < 32)
+            refuse(p->getLocation(), "a narrow parameter of a function without prototype");
+        symbol *s = unit_.add_local(p->getName().str(), t, 9, 1, pos(p->getLocation()));
+        fn_->params.emplace_back(p, s);
+        fn_->body.params.push_back(s);
+    }
+}
+
+// The first statement copies the parameters that the body refers to.
+void translator::make_prolog() {
+    node *prolog = nullptr;
+    std::vector<symbol *> copies;
+    for (auto &[decl, passed] : fn_->params) {
+        auto copy = fn_->copies.find(decl);
+        if (copy == fn_->copies.end()) continue;
+        copies.push_back(copy->second);
+        node *store = assign(name(copy->second), name(passed));
+        prolog = prolog ? make(OP::PCOMMA, types_.int_(), prolog, store) : store;
+    }
+    std::vector<symbol *> &locals = fn_->body.locals;
+    locals.insert(locals.begin(), copies.begin(), copies.end());
+    if (!prolog) return;
+    item i{};
+    i.kind = item::tree;
+    i.pos = fn_->body.body_begin;
+    i.expr = prolog;
+    fn_->body.items.insert(fn_->body.items.begin(), std::move(i));
+}
+
+void translator::function_definition(const FunctionDecl *f) {
+    function_state state;
+    fn_ = &state;
+    state.decl = f;
+    state.body.sym = function_symbol(f);
+    const auto *body = dyn_cast<CompoundStmt>(f->getBody());
+    if (!body) {
+        refuse(f->getLocation(), "this function body");
+        fn_ = nullptr;
+        return;
+    }
+    state.body.begin = pos(f->getLocation());
+    state.body.body_begin = pos(body->getLBracLoc());
+    state.body.end = pos(body->getRBracLoc());
+    make_params();
+    compound(body, false);
+    const type *result = strip(strip(state.body.sym->stype)->base);
+    if (state.reachable) {
+        node *self = name(state.body.sym);
+        if (f->isMain() && result->kind == tkind::integer)
+            add_tree(make(OP::RETURN, result, self, icon(0, result)), body->getRBracLoc());
+        else
+            add_tree(make(OP::URETURN, types_.void_(), self), body->getRBracLoc());
+    }
+    make_prolog();
+    unit_.write_function(state.body, header_name_);
+    fn_ = nullptr;
+}

@@ -1,0 +1,338 @@
+// Expressions: operators, conversions, references.
+#include "tools/ic-cc/ic_cc.h"
+
+using namespace clang;
+
+namespace {
+
+int plain_opcode(BinaryOperatorKind op) {
+    switch (op) {
+    case BO_Mul: return OP::MULT;
+    case BO_Div: return OP::DIV;
+    case BO_Rem: return OP::MOD;
+    case BO_Shl: return OP::SLL;
+    case BO_Shr: return OP::SRL;
+    case BO_And: return OP::ANDB;
+    case BO_Or: return OP::ORB;
+    case BO_Xor: return OP::XORB;
+    case BO_LAnd: return OP::ANDAND;
+    case BO_LOr: return OP::OROR;
+    default: return OP::ILLOP;
+    }
+}
+
+int comparison_opcode(BinaryOperatorKind op, bool is_unsigned) {
+    switch (op) {
+    case BO_LT: return is_unsigned ? OP::ULT : OP::LT;
+    case BO_GT: return is_unsigned ? OP::UGT : OP::GT;
+    case BO_LE: return is_unsigned ? OP::ULE : OP::LE;
+    case BO_GE: return is_unsigned ? OP::UGE : OP::GE;
+    case BO_EQ: return OP::EQ;
+    default: return OP::NEQ;
+    }
+}
+
+} // namespace
+
+node *translator::rvalue(const Expr *e) {
+    depth_counter guard(nesting_);
+    if (nesting_ > expression_nesting_limit)
+        return refuse(e->getBeginLoc(), "an expression nested this deep");
+    return rvalue_inner(e);
+}
+
+node *translator::lvalue(const Expr *e) {
+    depth_counter guard(nesting_);
+    if (nesting_ > expression_nesting_limit)
+        return refuse(e->getBeginLoc(), "an expression nested this deep");
+    return lvalue_inner(e);
+}
+
+node *translator::rvalue_inner(const Expr *e) {
+    e = e->IgnoreParens();
+    if (const auto *x = dyn_cast<ConstantExpr>(e)) return rvalue(x->getSubExpr());
+    if (isa<IntegerLiteral, CharacterLiteral, FloatingLiteral, UnaryExprOrTypeTraitExpr,
+            OffsetOfExpr, TypeTraitExpr>(e)) {
+        constant v;
+        if (const auto *t = dyn_cast<UnaryExprOrTypeTraitExpr>(e))
+            if (t->getTypeOfArgument()->isVariableArrayType())
+                return refuse(e->getBeginLoc(), "an array of variable length");
+        if (!evaluate(e, v)) return refuse(e->getBeginLoc(), "this constant");
+        return constant_tree(v, v.ctype);
+    }
+    if (const auto *x = dyn_cast<CastExpr>(e)) return conversion(x);
+    if (const auto *x = dyn_cast<UnaryOperator>(e)) return unary(x);
+    if (const auto *x = dyn_cast<CompoundAssignOperator>(e)) return compound_assign(x);
+    if (const auto *x = dyn_cast<BinaryOperator>(e)) return binary(x);
+    if (const auto *x = dyn_cast<AbstractConditionalOperator>(e)) {
+        if (isa<BinaryConditionalOperator>(e))
+            return refuse(e->getBeginLoc(), "a conditional expression without its middle operand");
+        return conditional(x->getCond(), x->getTrueExpr(), x->getFalseExpr(), e->getType());
+    }
+    if (const auto *x = dyn_cast<CallExpr>(e)) return call(x);
+    if (const auto *x = dyn_cast<VAArgExpr>(e)) return va_arg(x);
+    if (const auto *x = dyn_cast<DeclRefExpr>(e))
+        if (const auto *c = dyn_cast<EnumConstantDecl>(x->getDecl()))
+            return icon(enumerator_value(c), value_type(e->getType()));
+    if (const auto *x = dyn_cast<GenericSelectionExpr>(e)) return rvalue(x->getResultExpr());
+    if (const auto *x = dyn_cast<ChooseExpr>(e)) return rvalue(x->getChosenSubExpr());
+    if (const auto *x = dyn_cast<InitListExpr>(e))
+        if (x->getNumInits() == 1 && e->getType()->isScalarType()) return rvalue(x->getInit(0));
+    if (isa<ImplicitValueInitExpr>(e) && e->getType()->isScalarType()) {
+        constant v;
+        if (evaluate(e, v)) return constant_tree(v, v.ctype);
+    }
+    if (const auto *x = dyn_cast<OpaqueValueExpr>(e))
+        if (x->getSourceExpr()) return rvalue(x->getSourceExpr());
+    if (e->isGLValue() || isa<MemberExpr>(e)) return lvalue(e);
+    if (isa<StmtExpr>(e)) return refuse(e->getBeginLoc(), "a statement in an expression");
+    if (isa<AddrLabelExpr>(e)) return refuse(e->getBeginLoc(), "the address of a label");
+    if (isa<ImaginaryLiteral>(e)) return refuse(e->getBeginLoc(), "a complex number");
+    return refuse(e->getBeginLoc(), std::string("this expression (") + e->getStmtClassName() + ")");
+}
+
+node *translator::lvalue_inner(const Expr *e) {
+    e = e->IgnoreParens();
+    if (const auto *x = dyn_cast<DeclRefExpr>(e)) return decl_ref(x);
+    if (const auto *x = dyn_cast<MemberExpr>(e)) return member_ref(x);
+    if (const auto *x = dyn_cast<ArraySubscriptExpr>(e)) {
+        // p[i] and i[p]: the pointer side is evaluated first.
+        node *base = rvalue(x->getBase());
+        node *index = rvalue(x->getIdx());
+        return below_commas(base, [&](node *p) {
+            return deref(make(OP::PLUS, unqualified(p->ntype), p,
+                              scaled(index, p->ntype, e->getBeginLoc())));
+        });
+    }
+    if (const auto *x = dyn_cast<UnaryOperator>(e)) {
+        if (x->getOpcode() == UO_Deref) {
+            node *p = rvalue(x->getSubExpr());
+            return is_pointer(p->ntype) ? deref(p) : p;
+        }
+        if (x->getOpcode() == UO_Extension) return lvalue(x->getSubExpr());
+    }
+    if (const auto *x = dyn_cast<StringLiteral>(e)) {
+        if (x->getCharByteWidth() != 1) return name(wide_string(x));
+        return make(OP::UMULT, conv(x->getType()),
+                    convert_tree(string_address(x), types_.pointer(conv(x->getType()))));
+    }
+    if (const auto *x = dyn_cast<PredefinedExpr>(e)) return lvalue(x->getFunctionName());
+    if (const auto *x = dyn_cast<CompoundLiteralExpr>(e)) return compound_literal(x);
+    if (const auto *x = dyn_cast<GenericSelectionExpr>(e)) return lvalue(x->getResultExpr());
+    if (const auto *x = dyn_cast<ChooseExpr>(e)) return lvalue(x->getChosenSubExpr());
+    if (const auto *x = dyn_cast<MaterializeTemporaryExpr>(e))
+        return class_lvalue(rvalue(x->getSubExpr()));
+    if (const auto *x = dyn_cast<ImplicitCastExpr>(e))
+        if (x->getCastKind() == CK_NoOp) return lvalue(x->getSubExpr());
+    if (e->getType()->isRecordType()) return class_lvalue(rvalue(e));
+    return refuse(e->getBeginLoc(), std::string("this object (") + e->getStmtClassName() + ")");
+}
+
+node *translator::decl_ref(const DeclRefExpr *e) {
+    const ValueDecl *d = e->getDecl();
+    if (const auto *f = dyn_cast<FunctionDecl>(d)) return name(function_symbol(f));
+    if (const auto *p = dyn_cast<ParmVarDecl>(d))
+        return name(param_symbol(p, p->getType()->isRecordType()));
+    if (const auto *v = dyn_cast<VarDecl>(d)) return name(variable_symbol(v));
+    return refuse(e->getBeginLoc(), "this reference");
+}
+
+node *translator::member_ref(const MemberExpr *e) {
+    const type *record;
+    const auto *field = dyn_cast<FieldDecl>(e->getMemberDecl());
+    const member *m = field ? find_member(field, &record) : nullptr;
+    if (!m) return refuse(e->getBeginLoc(), "this member");
+    node *base = e->isArrow() ? deref(rvalue(e->getBase())) : class_lvalue(lvalue(e->getBase()));
+    return dot(base, *m, record);
+}
+
+node *translator::string_address(const StringLiteral *s) {
+    if (s->getCharByteWidth() != 1) {
+        symbol *sym = wide_string(s);
+        return make(OP::PCONV, decayed(sym->stype),
+                    make(OP::UAND, types_.pointer(sym->stype), name(sym)));
+    }
+    return scon(s->getBytes(), types_.pointer(types_.integer(ikind::plain_char)));
+}
+
+node *translator::conversion(const CastExpr *e) {
+    const Expr *sub = e->getSubExpr();
+    auto target = [&] {
+        const auto *written = dyn_cast<ExplicitCastExpr>(e);
+        return written ? conv(written->getTypeInfoAsWritten()->getTypeLoc()) : conv(e->getType());
+    };
+    switch (e->getCastKind()) {
+    case CK_LValueToRValue:
+        if (e->getType()->isAtomicType()) return refuse(e->getBeginLoc(), "an atomic object");
+        return lvalue(sub);
+    case CK_NoOp:
+    case CK_ToVoid: {
+        if (e->isGLValue()) return lvalue(sub);
+        node *n = rvalue(sub);
+        return is_pointer(n->ntype) && e->getCastKind() == CK_NoOp ? convert_tree(n, target()) : n;
+    }
+    case CK_ArrayToPointerDecay: {
+        if (const auto *s = dyn_cast<StringLiteral>(sub->IgnoreParens())) return string_address(s);
+        node *array = lvalue(sub);
+        return below_commas(array, [this](node *n) {
+            const type *t = decayed(n->ntype);
+            return make(OP::PCONV, t, address_of(n));
+        });
+    }
+    case CK_FunctionToPointerDecay:
+    case CK_BuiltinFnToFnPtr: return address_of(lvalue(sub));
+    case CK_NullToPointer: {
+        constant v;
+        if (evaluate(sub, v)) return null_pointer(target());
+        return comma(discarded(sub), null_pointer(target()));
+    }
+    case CK_BitCast:
+    case CK_IntegralToPointer:
+    case CK_PointerToIntegral:
+    case CK_PointerToBoolean:
+    case CK_IntegralCast:
+    case CK_IntegralToBoolean:
+    case CK_IntegralToFloating:
+    case CK_FloatingToIntegral:
+    case CK_FloatingToBoolean:
+    case CK_FloatingCast: {
+        const type *to = target();
+        return below_commas(rvalue(sub), [&](node *n) { return convert_tree(n, to); });
+    }
+    default:
+        return refuse(e->getBeginLoc(),
+                      std::string("this conversion (") + e->getCastKindName() + ")");
+    }
+}
+
+node *translator::unary(const UnaryOperator *e) {
+    const Expr *sub = e->getSubExpr();
+    switch (e->getOpcode()) {
+    case UO_AddrOf: return address_of(lvalue(sub));
+    case UO_Deref: return lvalue(e);
+    case UO_Plus:
+    case UO_Extension: return rvalue(sub);
+    case UO_Minus: {
+        node *n = rvalue(sub);
+        const type *t = value_type(e->getType());
+        if (n->op == OP::ICON) return icon(-n->value, t);
+        if (n->op == OP::FCON) {
+            constant v;
+            if (evaluate(e, v) && v.kind == constant::floating) return fcon(v.fvalue, t);
+        }
+        return make(OP::UMINUS, t, n);
+    }
+    case UO_Not: return make(OP::NOTB, value_type(e->getType()), rvalue(sub));
+    case UO_LNot: return make(OP::EXCLAIM, types_.int_(), rvalue(sub));
+    case UO_PreInc:
+    case UO_PreDec:
+    case UO_PostInc:
+    case UO_PostDec: return increment(e, true);
+    default: return refuse(e->getBeginLoc(), "this operator");
+    }
+}
+
+node *translator::add_sub(const BinaryOperator *e) {
+    bool adds = e->getOpcode() == BO_Add;
+    bool left_pointer = e->getLHS()->getType()->isPointerType();
+    bool right_pointer = e->getRHS()->getType()->isPointerType();
+    node *l = rvalue(e->getLHS());
+    node *r = rvalue(e->getRHS());
+    SourceLocation at = e->getOperatorLoc();
+    if (left_pointer && right_pointer) {
+        std::uint32_t bits = std::max(stride_bits(l->ntype, at), unit_bits);
+        return make(OP::PVCONV, types_.int_(), make(OP::MINUS, types_.int_(), l, r), icon(bits));
+    }
+    if (left_pointer || right_pointer) {
+        node *p = left_pointer ? l : r;
+        node *i = left_pointer ? r : l;
+        const type *t = unqualified(p->ntype);
+        i = scaled(i, t, at);
+        // The operands keep the order of their evaluation.
+        return make(adds ? OP::PLUS : OP::MINUS, t, left_pointer ? p : i, left_pointer ? i : p);
+    }
+    return make(adds ? OP::PLUS : OP::MINUS, value_type(e->getType()), l, r);
+}
+
+node *translator::comparison(const BinaryOperator *e) {
+    QualType qt = e->getLHS()->getType();
+    node *l = rvalue(e->getLHS());
+    node *r = rvalue(e->getRHS());
+    bool is_unsigned = qt->isPointerType() || (qt->isIntegerType() && !is_signed(value_type(qt)));
+    return make(comparison_opcode(e->getOpcode(), is_unsigned), types_.int_(), l, r);
+}
+
+node *translator::binary(const BinaryOperator *e) {
+    switch (e->getOpcode()) {
+    case BO_Assign: {
+        node *target = lvalue(e->getLHS());
+        node *source = rvalue(e->getRHS());
+        return below_commas(target, [&](node *n) { return assign(n, source); });
+    }
+    case BO_Comma: {
+        node *first = discarded(e->getLHS());
+        return comma(first, rvalue(e->getRHS()));
+    }
+    case BO_Add:
+    case BO_Sub: return add_sub(e);
+    default: break;
+    }
+    if (e->isComparisonOp()) return comparison(e);
+    int op = plain_opcode(e->getOpcode());
+    if (op == OP::ILLOP) return refuse(e->getOperatorLoc(), "this operator");
+    node *l = rvalue(e->getLHS());
+    node *r = rvalue(e->getRHS());
+    return make(op, e->isLogicalOp() ? types_.int_() : value_type(e->getType()), l, r);
+}
+
+node *translator::conditional(const Expr *cond, const Expr *a, const Expr *b, QualType qt) {
+    node *c = condition(cond);
+    if (qt->isRecordType()) {
+        // The choice is made between addresses, so that no class value hangs in a tree.
+        node *x = address_of(class_lvalue(rvalue(a)));
+        node *y = address_of(class_lvalue(rvalue(b)));
+        const type *t = types_.pointer(unqualified(conv(qt)));
+        x = convert_tree(x, t);
+        y = convert_tree(y, t);
+        return make(OP::UMULT, pointee(t), make(OP::QUEST, t, c, make(OP::COLON, t, x, y)));
+    }
+    if (qt->isVoidType()) {
+        auto arm = [&](const Expr *e) {
+            node *n = discarded(e);
+            return n ? n : icon(0);
+        };
+        node *x = arm(a);
+        node *y = arm(b);
+        return make(OP::QUEST, types_.void_(), c, make(OP::COLON, types_.void_(), x, y));
+    }
+    node *x = rvalue(a);
+    node *y = rvalue(b);
+    const type *t = qt->isPointerType() ? unqualified(conv(qt)) : value_type(qt);
+    return make(OP::QUEST, t, c, make(OP::COLON, t, x, y));
+}
+
+node *translator::condition(const Expr *e) {
+    node *n = rvalue(e);
+    // A comparison under a conversion to int, as in if ((a < b) != 0), stays as written.
+    return n;
+}
+
+node *translator::discarded(const Expr *e) {
+    e = e->IgnoreParens();
+    if (const auto *c = dyn_cast<CastExpr>(e))
+        if (c->getCastKind() == CK_ToVoid) return discarded(c->getSubExpr());
+    if (const auto *x = dyn_cast<BinaryOperator>(e); x && x->getOpcode() == BO_Comma) {
+        node *first = discarded(x->getLHS());
+        node *second = discarded(x->getRHS());
+        return second ? comma(first, second) : first;
+    }
+    node *n;
+    const auto *u = dyn_cast<UnaryOperator>(e);
+    if (u && u->isIncrementDecrementOp())
+        n = increment(u, false);
+    else if (e->isGLValue())
+        n = lvalue(e);
+    else
+        n = rvalue(e);
+    return effects(n);
+}

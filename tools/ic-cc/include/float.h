@@ -1,0 +1,33 @@
+#pragma once
+// float, double and long double are all IEEE binary32.
+#define FLT_RADIX 2
+#define FLT_ROUNDS 1
+#define FLT_EVAL_METHOD 0
+#define DECIMAL_DIG 9
+#define FLT_MANT_DIG 24
+#define FLT_DIG 6
+#define FLT_MIN_EXP (-125)
+#define FLT_MAX_EXP 128
+#define FLT_MIN_10_EXP (-37)
+#define FLT_MAX_10_EXP 38
+#define FLT_EPSILON 0x1p-23f
+#define FLT_MIN 0x1p-126f
+#define FLT_MAX 0x1.fffffep+127f
+#define DBL_MANT_DIG FLT_MANT_DIG
+#define DBL_DIG FLT_DIG
+#define DBL_MIN_EXP FLT_MIN_EXP
+#define DBL_MAX_EXP FLT_MAX_EXP
+#define DBL_MIN_10_EXP FLT_MIN_10_EXP
+#define DBL_MAX_10_EXP FLT_MAX_10_EXP
+#define DBL_EPSILON 0x1p-23
+#define DBL_MIN 0x1p-126
+#define DBL_MAX 0x1.fffffep+127
+#define LDBL_MANT_DIG FLT_MANT_DIG
+#define LDBL_DIG FLT_DIG
+#define LDBL_MIN_EXP FLT_MIN_EXP
+#define LDBL_MAX_EXP FLT_MAX_EXP
+#define LDBL_MIN_10_EXP FLT_MIN_10_EXP
+#define LDBL_MAX_10_EXP FLT_MAX_10_EXP
+#define LDBL_EPSILON 0x1p-23L
+#define LDBL_MIN 0x1p-126L
+#define LDBL_MAX 0x1.fffffep+127L

@@ -1,0 +1,301 @@
+// Initialisers: constants placed at their offsets, for static objects as trees of the initialiser
+// section, for automatic ones as assignments.
+#include "tools/ic-cc/ic_cc.h"
+
+using namespace clang;
+
+struct translator::image_cell {
+    std::uint32_t size = 0; // units
+    std::vector<node *> trees;
+};
+
+// One scalar or class object that gets a value, in source order.
+struct translator::dynamic_part {
+    const type *ptype;
+    const Expr *value;
+    target_maker target;
+    bool is_constant;
+};
+
+struct translator::image {
+    bool automatic = false;
+    std::map<std::uint32_t, image_cell> cells; // by offset in units
+    struct bits {
+        std::uint16_t value = 0;
+        bool wide = false; // of a storage unit of 32 bits
+    };
+    std::map<std::uint32_t, bits> bit_cells;
+    std::vector<dynamic_part> parts; // automatic objects only
+    std::uint32_t covered = 0;       // bits that `parts` give a value
+};
+
+static const Expr *bare(const Expr *e) {
+    for (;;) {
+        e = e->IgnoreParens();
+        if (const auto *c = dyn_cast<ConstantExpr>(e))
+            e = c->getSubExpr();
+        else if (const auto *w = dyn_cast<ExprWithCleanups>(e))
+            e = w->getSubExpr();
+        else
+            return e;
+    }
+}
+
+void translator::place_bits(image &img, const member &m, std::int64_t value, std::uint32_t offset) {
+    std::uint64_t mask = m.width >= 32 ? 0xffffffffu : (1u << m.width) - 1;
+    std::uint32_t at = offset + m.offset;
+    std::uint64_t low = at % unit_bits;
+    std::uint64_t data = (static_cast<std::uint64_t>(value) & mask) << low;
+    std::uint64_t holes = ~(mask << low);
+    bool wide = strip(m.mtype)->size == 32;
+    for (std::uint32_t unit = units(at); unit <= units(at + m.width - 1); ++unit) {
+        image::bits &cell = img.bit_cells[unit];
+        cell.value = static_cast<std::uint16_t>((cell.value & holes) | data);
+        cell.wide = wide;
+        data >>= unit_bits;
+        holes = (holes >> unit_bits) | 0xffff000000000000u;
+    }
+}
+
+void translator::place_scalar(image &img, const type *t, const Expr *init, std::uint32_t offset,
+                              const target_maker &target) {
+    constant v;
+    bool known = evaluate(init, v) && convert(v, t);
+    if (img.automatic) {
+        img.parts.push_back({t, init, target, known});
+        img.covered += strip(t)->size;
+    }
+    if (known)
+        img.cells[units(offset)] = {units(strip(t)->size), {constant_tree(v, t)}};
+    else if (!img.automatic)
+        refuse(init->getBeginLoc(), "a static initialiser that is not constant");
+}
+
+void translator::place_string(image &img, const type *t, const StringLiteral *s,
+                              std::uint32_t offset) {
+    const type *array = strip(t);
+    std::uint32_t length = std::min<std::uint32_t>(s->getLength(), array->count);
+    if (img.automatic) img.covered += array->size;
+    image_cell &cell = img.cells[units(offset)];
+    cell = {};
+    if (s->getCharByteWidth() == 1 && is_plain_or_signed_char(array->base)) {
+        // The terminating zero belongs to the tree where there is room for it.
+        std::uint32_t filled = std::min(length + 1, array->count);
+        if (filled == 0) return;
+        cell.size = filled;
+        cell.trees = {
+            scon(s->getBytes().substr(0, length), types_.array(array->base, filled, true))};
+        return;
+    }
+    const type *element = strip(array->base);
+    for (std::uint32_t i = 0; i < length; ++i)
+        cell.trees.push_back(icon(s->getCodeUnit(i), element));
+    cell.size = length * units(element->size);
+}
+
+void translator::place_record(image &img, const type *t, const InitListExpr *list,
+                              std::uint32_t offset, const target_maker &target) {
+    const type *record = strip(t);
+    auto place_member = [&](const FieldDecl *field, const Expr *init) {
+        const type *owner;
+        const member *m = find_member(field, &owner);
+        if (!m) return;
+        target_maker inner = [this, target, m, record] { return dot(target(), *m, record); };
+        init = bare(init);
+        if (isa<ImplicitValueInitExpr>(init)) return;
+        if (!m->is_bitfield) return place(img, m->mtype, init, offset + m->offset, inner);
+        constant v;
+        bool known = evaluate(init, v) && convert(v, m->mtype) && v.kind == constant::integer;
+        if (img.automatic) img.parts.push_back({m->mtype, init, inner, known});
+        if (known)
+            place_bits(img, *m, v.value, offset);
+        else if (!img.automatic)
+            refuse(init->getBeginLoc(), "a static initialiser that is not constant");
+    };
+    if (record->is_union) {
+        if (const FieldDecl *field = list->getInitializedFieldInUnion())
+            if (list->getNumInits() > 0) place_member(field, list->getInit(0));
+        return;
+    }
+    unsigned next = 0;
+    for (const FieldDecl *field : record_decls_[record]->getDefinition()->fields()) {
+        if (field->isUnnamedBitfield()) continue;
+        if (next >= list->getNumInits()) break;
+        place_member(field, list->getInit(next++));
+    }
+}
+
+// A designator's index was worked out by clang; it must be what it is on this machine.
+void translator::check_designators(const InitListExpr *list) {
+    const InitListExpr *written = list->isSemanticForm() ? list->getSyntacticForm() : list;
+    if (!written) return;
+    for (const Expr *init : written->inits()) {
+        const auto *d = dyn_cast_or_null<DesignatedInitExpr>(init);
+        if (!d) continue;
+        for (const DesignatedInitExpr::Designator &part : d->designators()) {
+            if (part.isFieldDesignator()) continue;
+            const Expr *index =
+                part.isArrayDesignator() ? d->getArrayIndex(part) : d->getArrayRangeStart(part);
+            llvm::Optional<llvm::APSInt> theirs = index->getIntegerConstantExpr(context_);
+            std::optional<std::int64_t> ours = evaluate_integer(index);
+            if (!ours || !theirs || theirs->getExtValue() != *ours)
+                refuse(index->getBeginLoc(), "an index that depends on the size of a type");
+        }
+    }
+}
+
+void translator::place(image &img, const type *t, const Expr *init, std::uint32_t offset,
+                       const target_maker &target) {
+    init = bare(init);
+    if (isa<ImplicitValueInitExpr, NoInitExpr>(init)) return;
+    const type *inner = strip(t);
+    const auto *list = dyn_cast<InitListExpr>(init);
+    if (list) check_designators(list);
+    if (list && list->isTransparent()) return place(img, t, list->getInit(0), offset, target);
+    if (isa<DesignatedInitUpdateExpr>(init)) {
+        refuse(init->getBeginLoc(), "a designator into an object that was initialised whole");
+        return;
+    }
+    if (inner->kind == tkind::array) {
+        const Expr *only = list && list->getNumInits() == 1 ? bare(list->getInit(0)) : init;
+        if (const auto *s = dyn_cast<StringLiteral>(only);
+            s && inner->base && is_integer(inner->base))
+            return place_string(img, t, s, offset);
+        if (!list) {
+            if (const auto *literal = dyn_cast<CompoundLiteralExpr>(init))
+                return place(img, t, literal->getInitializer(), offset, target);
+            refuse(init->getBeginLoc(), "this initialiser of an array");
+            return;
+        }
+        const type *element = element_of(t);
+        std::uint32_t size = strip(element)->size;
+        for (unsigned i = 0; i < list->getNumInits() && i < inner->count; ++i) {
+            target_maker part = [this, target, i, size] {
+                node *array = target();
+                node *p = make(OP::PCONV, decayed(array->ntype), address_of(array));
+                if (i) p = make(OP::PLUS, p->ntype, p, icon(i * units(size)));
+                return deref(p);
+            };
+            place(img, element, list->getInit(i), offset + i * size, part);
+        }
+        return;
+    }
+    if (inner->kind == tkind::record) {
+        if (list) return place_record(img, t, list, offset, target);
+        const Expr *source = init->IgnoreParenImpCasts();
+        if (const auto *literal = dyn_cast<CompoundLiteralExpr>(source); literal && !img.automatic)
+            return place(img, t, literal->getInitializer(), offset, target);
+        if (img.automatic) {
+            img.parts.push_back({t, init, target, false});
+            img.covered += inner->size;
+        } else {
+            refuse(init->getBeginLoc(), "a static initialiser that is not constant");
+        }
+        return;
+    }
+    if (list) {
+        if (list->getNumInits() == 1) place(img, t, list->getInit(0), offset, target);
+        return;
+    }
+    place_scalar(img, t, init, offset, target);
+}
+
+std::vector<node *> translator::image_trees(const image &img, std::uint32_t size_bits) {
+    std::map<std::uint32_t, image_cell> all = img.cells;
+    for (const auto &[unit, bits] : img.bit_cells) {
+        std::uint32_t low = unit & ~1u, high = unit | 1u;
+        bool whole = bits.wide && !img.cells.contains(low) && !img.cells.contains(high);
+        if (!whole) {
+            all[unit] = {1, {icon(bits.value, types_.integer(ikind::ushort_))}};
+            continue;
+        }
+        auto part = [&](std::uint32_t u) -> std::int64_t {
+            auto found = img.bit_cells.find(u);
+            return found == img.bit_cells.end() ? 0 : found->second.value;
+        };
+        all[low] = {2, {icon(part(low) | part(high) << unit_bits, types_.uint())}};
+    }
+    std::vector<node *> trees;
+    std::uint32_t at = 0;
+    for (const auto &[unit, cell] : all) {
+        if (unit < at || cell.size == 0) continue;
+        if (unit > at) {
+            trees.push_back(make(OP::SKIP, types_.int_()));
+            trees.back()->value = unit - at;
+        }
+        trees.insert(trees.end(), cell.trees.begin(), cell.trees.end());
+        at = unit + cell.size;
+    }
+    if (at > units(size_bits)) refuse({}, "an initialiser larger than its object");
+    return trees;
+}
+
+void translator::static_init(symbol *s, const Expr *init) {
+    function_state *outer = fn_;
+    image img;
+    place(img, s->stype, init, 0, [this, s] { return name(s); });
+    s->has_init = true;
+    s->init.trees = image_trees(img, strip(s->stype)->size);
+    fn_ = outer;
+}
+
+// The assignments that initialise an automatic object.
+std::vector<node *> translator::auto_init(const type *t, const Expr *init,
+                                          const target_maker &target) {
+    constexpr std::size_t few = 4; // values that are stored one by one
+    init = bare(init);
+    const type *inner = strip(t);
+    bool aggregate = inner->kind == tkind::array || inner->kind == tkind::record;
+    auto store = [&](const target_maker &to, const type *part, const Expr *value) {
+        node *place_tree = to();
+        node *source = rvalue(value);
+        return assign(place_tree, convert_tree(source, part));
+    };
+    if (!aggregate) {
+        const auto *list = dyn_cast<InitListExpr>(init);
+        if (list && list->getNumInits() == 0) init = nullptr;
+        if (!init) return {assign(target(), convert_tree(icon(0), t))};
+        return {store(target, t, init)};
+    }
+    if (inner->kind == tkind::record && !isa<InitListExpr>(init)) return {store(target, t, init)};
+    image img;
+    img.automatic = true;
+    place(img, t, init, 0, target);
+    std::vector<node *> trees;
+    bool all_parts = img.covered >= inner->size && img.parts.size() <= few;
+    bool no_strings = true;
+    for (const auto &[unit, cell] : img.cells)
+        no_strings &= cell.trees.front()->op != OP::SCON && cell.trees.size() == 1;
+    bool one_by_one = all_parts && no_strings;
+    if (!one_by_one) {
+        const type *image_type = types_.qualified(unqualified(t), q_const);
+        symbol *s;
+        if (img.cells.empty() && img.bit_cells.empty()) {
+            symbol *&zero = zero_images_[inner];
+            if (!zero) zero = hidden_static("$zero", image_type, init->getBeginLoc());
+            s = zero;
+        } else {
+            s = hidden_static("$init", image_type, init->getBeginLoc());
+            s->has_init = true;
+            s->init.trees = image_trees(img, inner->size);
+        }
+        trees.push_back(assign(target(), name(s)));
+    }
+    for (const dynamic_part &p : img.parts)
+        if (one_by_one || !p.is_constant) trees.push_back(store(p.target, p.ptype, p.value));
+    return trees;
+}
+
+node *translator::compound_literal(const CompoundLiteralExpr *e) {
+    if (e->isFileScope() || !fn_) {
+        constant v;
+        if (evaluate_lvalue(e, v) && v.base) return name(v.base);
+        return refuse(e->getBeginLoc(), "this compound literal");
+    }
+    const type *t = complete(expr_type(e));
+    symbol *s = temporary(t);
+    node *before = nullptr;
+    for (node *n : auto_init(t, e->getInitializer(), [this, s] { return name(s); }))
+        before = comma(before, n);
+    return comma(before, name(s));
+}
