@@ -272,15 +272,13 @@ void write_type(std::string &out, const type &t) {
         begin_type(r, t, fk_qualified);
         r.write_uint(t.base->number);
         r.write_uint(t.qualifiers);
-        r.write_uint(t.base->size); // a record may have been completed since
-        r.write_uint(t.base->align);
+        write_size(r, *strip(&t));
         break;
     case tkind::named:
         begin_type(r, t, fk_typedef);
         r.write_string(t.name);
         r.write_uint(t.base->number);
-        r.write_uint(strip(&t)->size);
-        r.write_uint(strip(&t)->align);
+        write_size(r, *strip(&t));
         r.write_bool(false); // C++
         r.write_bool(false); // lowered
         write_psn(r, t.pos);

@@ -58,9 +58,6 @@ const type *type_table::qualified(const type *base, unsigned bits) {
     t.kind = tkind::qualified;
     t.base = base;
     t.qualifiers = bits;
-    t.size = base->size;
-    t.align = base->align;
-    t.complete = base->complete;
     return interned("Q" + std::to_string(base->number) + ":" + std::to_string(bits), t);
 }
 
@@ -70,8 +67,8 @@ const type *type_table::array(const type *element, std::uint32_t count, bool com
     t.base = element;
     t.count = complete ? count : 0;
     t.complete = complete;
-    t.size = t.count * element->size;
-    t.align = element->align;
+    t.size = t.count * strip(element)->size; // a layer above a record may be older than its layout
+    t.align = strip(element)->align;
     return interned("A" + std::to_string(element->number) + ":" + std::to_string(t.count) +
                         (complete ? "c" : "i"),
                     t);
@@ -96,9 +93,6 @@ const type *type_table::named(std::string_view name, const type *base, position 
     type *t = fresh(tkind::named);
     t->name = name;
     t->base = base;
-    t->size = base->size;
-    t->align = base->align;
-    t->complete = base->complete;
     t->pos = pos;
     return t;
 }

@@ -75,7 +75,7 @@ struct enumerator {
 struct type {
     tkind kind = tkind::void_type;
     unsigned number = 0; // of the file
-    std::uint32_t size = 0;
+    std::uint32_t size = 0; // layers (qualified, named) have none of their own: see strip
     std::uint32_t align = unit_bits;
     ikind ik = ikind::int_;
     unsigned fk = 0;            // floating: 0 float, 1 double, 2 long double

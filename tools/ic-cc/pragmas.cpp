@@ -50,8 +50,11 @@ std::string argument_text(Preprocessor &pp, const std::vector<Token> &tokens) {
 std::optional<std::string> argument_count(Preprocessor &pp, const std::vector<Token> &tokens) {
     if (tokens.empty()) return std::string();
     std::uint64_t value = 0;
-    Token t = tokens.front();
-    if (tokens.size() != 1 || !pp.parseSimpleIntegerLiteral(t, value)) return std::nullopt;
+    std::string text = spelling(pp, tokens);
+    StringRef rest(text);
+    if (tokens.size() != 1 || !tokens.front().is(tok::numeric_constant) ||
+        rest.consumeInteger(0, value) || rest.find_first_not_of("uUlL") != StringRef::npos)
+        return std::nullopt;
     return std::to_string(value);
 }
 
