@@ -85,7 +85,8 @@ constexpr FLAG_NAME flags_by_theme[] = {
 static_assert(std::size(flags_by_bit) == std::size(flags_by_theme));
 } // namespace
 
-// P. J. Weinberger's hash in the form that the ELF object format uses.
+// P. J. Weinberger's hash (A. Aho, R. Sethi, J. Ullman, "Compilers", 1986, section 7.6), with the
+// top four bits folded into the lowest four.
 unsigned FUNINFO_hash(const char *name) {
     std::uint32_t h = 0;
     for (; *name; ++name) {

@@ -243,6 +243,7 @@ void LS::offset_scope(unsigned ids, unsigned depths) {
 
 void LS::splice_scope(LS *into) {
     LS *const root = currfuninfo->root_scope;
+    OPTASSERT(root != nullptr);
     for (SYMLIST **list : {&pointers, &classes, &arrays, &others})
         for (SYMLIST *cell = std::exchange(*list, nullptr); cell; cell = cell->next)
             list_global(root, cell->sym);

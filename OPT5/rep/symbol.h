@@ -226,7 +226,7 @@ const char *skip_name_prefix(const char *name);
 bool is_internal_name(const char *name);
 bool is_internal_symbol(const SYMTAB *sym);
 bool is_optimizer_temp(const char *name, char a, char b);
-unsigned FUNINFO_hash(const char *name); // the ELF hash; its bucket is (hash & 0x7fff) % 73
+unsigned FUNINFO_hash(const char *name); // below 2^28; its bucket is (hash & 0x7fff) % 73
 // The record of a name without prefix. A system function gets its record on demand; for any other
 // name without a record find_ answers null, and make_ creates it.
 FUNINFO *find_FUNINFO(const char *name);
