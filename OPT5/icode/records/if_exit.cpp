@@ -4,8 +4,13 @@
 #include <cstdlib>
 
 void (*if_exit_hook)() = nullptr;
+void (*if_context_hook)() = nullptr;
 
 void if_exit(int status) {
+    if (auto hook = if_context_hook) {
+        if_context_hook = nullptr;
+        if (status != 0) hook();
+    }
     if (auto hook = if_exit_hook) {
         if_exit_hook = nullptr; // a failure inside the hook must not come back here
         hook();

@@ -4,5 +4,9 @@
 // Set by a program that must tidy up (remove a half-written output) before it ends; may be null.
 extern void (*if_exit_hook)();
 
-// Runs the hook once, flushes all streams and ends the program with `status`.
+// Called before the other one when the status is not 0: says where in an input file the program
+// was; may be null.
+extern void (*if_context_hook)();
+
+// Runs the hooks once, flushes all streams and ends the program with `status`.
 [[noreturn]] void if_exit(int status);

@@ -1,0 +1,15 @@
+// What the sources of I_FILE share and nobody else needs.
+#pragma once
+
+#include "OPT5/icode/if.h"
+
+struct I_FILE::ACTIVE_READER {
+    explicit ACTIVE_READER(I_FILE *file);
+    ~ACTIVE_READER();
+    ACTIVE_READER(const ACTIVE_READER &) = delete;
+    ACTIVE_READER &operator=(const ACTIVE_READER &) = delete;
+    I_FILE *before;
+};
+
+// True when a class or enum name of an old file is an encoded C++ name.
+bool demangle_type_name(std::string_view name);
