@@ -25,7 +25,7 @@ public:
     explicit register_option(const char *key); // in full, "debug:SIMD"
 
     operator int() const; // 0 when no value was set
-    operator bool() const;
+    explicit operator bool() const;
     register_option &operator=(int value); // sets the value for the rest of the run
     void dump() const {}
 
