@@ -69,7 +69,8 @@ NODE *I_FILE::if_read_expr_node(bool read_frame) {
         *link = node;
         if (const auto read = payloads[op].read) (this->*read)(node);
         if (arity != 0) {
-            if (open_nodes_.size() >= if_max_tree_levels) i_invalid("Tree nested too deeply");
+            if (open_nodes_.size() >= if_max_tree_levels)
+                i_invalid("Tree nested too deeply in I-code");
             open_nodes_.push_back({node, arity == 2});
             link = &node->left;
             continue;
@@ -98,7 +99,7 @@ void I_FILE::if_read_expr_field(NODE *node) {
     const std::uint32_t member = i_read_uint();
     const std::uint32_t csu = i_read_uint();
     fkMDATA *mdata = find_mdataref(csu, member);
-    if (kind != 1 || !mdata) i_invalid("Invalid member reference");
+    if (kind != 1 || !mdata) i_invalid("Invalid member reference in I-code");
     node->mk_field(kind, mdata, find_typeref(csu));
 }
 
@@ -118,7 +119,7 @@ void I_FILE::if_read_expr_fcon(NODE *node) {
 void I_FILE::if_read_expr_scon(NODE *node) {
     const std::uint32_t length = i_read_uint();
     i_check_count(length, 1);
-    node->mk_scon(length ? i_read_string(length) : std::string_view());
+    node->mk_scon(length ? i_read_string(length) : "");
 }
 
 void I_FILE::if_read_expr_label(NODE *node) {

@@ -312,12 +312,12 @@ void I_FILE::i_write_raw(std::string_view bytes) {
 }
 
 void I_FILE::i_invalid(const char *what) {
-    std::printf("\nINTERNAL ERROR: %s in I-code, aborting\n", what);
+    std::printf("\nINTERNAL ERROR: %s, aborting\n", what);
     if_exit(1);
 }
 
 void I_FILE::i_check_count(std::uint32_t count, std::size_t bytes_each) {
-    if (count > in_.left() / bytes_each) i_invalid("Invalid count");
+    if (count > in_.left() / bytes_each) i_invalid("Invalid count in I-code");
 }
 
 // --- sections

@@ -71,7 +71,7 @@ void I_FILE::i_dispatch(if_source::frame frame) {
         std::printf("\n///ERROR @0x%lx\n\n", static_cast<unsigned long>(if_tell()));
         return;
     }
-    if (!(row.places & at(place_))) i_invalid("Misplaced record");
+    if (!(row.places & at(place_))) i_invalid("Misplaced record in I-code");
     if (frame.tag != 116) settle_types();
     again_ = record_at_ < read_to_;
     row.read(*this, frame.size);
@@ -80,7 +80,7 @@ void I_FILE::i_dispatch(if_source::frame frame) {
 }
 
 void I_FILE::i_end_of_body() {
-    if (place_ != IF_PLACE::file) i_invalid("Unfinished function");
+    if (place_ != IF_PLACE::file) i_invalid("Unfinished function in I-code");
     settle_types();
 }
 
@@ -133,7 +133,7 @@ void I_FILE::if_skip_func() {
 // --- functions and blocks
 
 void I_FILE::i_enter_scope(int level) {
-    if (level > if_max_scope_level) i_invalid("Blocks nested too deeply");
+    if (level > if_max_scope_level) i_invalid("Blocks nested too deeply in I-code");
     scope_level = level;
 }
 
@@ -147,7 +147,7 @@ void I_FILE::if_read_begin_func() {
 }
 
 void I_FILE::if_read_end_func() {
-    if (scope_level != 2) i_invalid("Unfinished block");
+    if (scope_level != 2) i_invalid("Unfinished block in I-code");
     client->cl_end_func(i_read_psn());
     scope_level = 0;
     place_ = IF_PLACE::file;
@@ -159,7 +159,7 @@ void I_FILE::if_read_begin_block() {
 }
 
 void I_FILE::if_read_end_block() {
-    if (scope_level <= 2) i_invalid("Misplaced record");
+    if (scope_level <= 2) i_invalid("Misplaced record in I-code");
     --scope_level;
     client->cl_end_block(i_read_psn());
 }
@@ -210,7 +210,7 @@ void I_FILE::if_read_option_set() {
 
 // --- exception tables
 
-static constexpr const char *bad_eht = "Invalid EHT record";
+static constexpr const char *bad_eht = "Invalid EHT record in I-code";
 
 void I_FILE::if_read_eht_entry(EHT_ENTRY *entry) {
     if (i_read_header().tag != 91) i_invalid(bad_eht);

@@ -49,9 +49,15 @@ void I_FILE::if_read_type(std::uint32_t size) {
         in_.skip(size);
         return;
     }
+    const std::size_t start = in_.tell();
     const std::uint32_t number = i_read_uint();
     const int kind = i_read_u8();
-    if (const auto read = kinds[static_cast<std::size_t>(kind)].read) (this->*read)(number, kind);
+    if (const auto read = kinds[static_cast<std::size_t>(kind)].read) {
+        (this->*read)(number, kind);
+    } else {
+        in_.seek(start);
+        in_.skip(size);
+    }
 }
 
 // --- types

@@ -40,15 +40,15 @@ void I_FILE::if_enter_local(SYMTAB *sym) {
 SYMTAB *I_FILE::i_symbol(std::int32_t level, std::int32_t index) {
     if (level == -1) return nullptr;
     // Locals of the function before are out of reach between functions.
-    if (level != 0 && place_ == IF_PLACE::file) i_invalid("Invalid symbol reference");
+    if (level != 0 && place_ == IF_PLACE::file) i_invalid("Invalid symbol reference in I-code");
     const std::vector<SYMTAB *> &table = level == 0 ? globals : locals;
     if (index < 0 || static_cast<std::size_t>(index) >= table.size())
-        i_invalid("Invalid symbol reference");
+        i_invalid("Invalid symbol reference in I-code");
     return table[static_cast<std::size_t>(index)];
 }
 
 SYMTAB *I_FILE::i_global(std::uint32_t index) {
-    if (index >= globals.size()) i_invalid("Invalid symbol reference");
+    if (index >= globals.size()) i_invalid("Invalid symbol reference in I-code");
     return globals[index];
 }
 

@@ -16,7 +16,7 @@ TYPE_INFO *I_FILE::find_entry(std::uint32_t number) {
 }
 
 TYPE_INFO &I_FILE::enter_type(std::uint32_t number, const TYPE_INFO &info) {
-    if (number == 0) i_invalid("Type number 0");
+    if (number == 0) i_invalid("Type number 0 in I-code");
     if (find_entry(number)) tp_die("read type twice");
     if (info.open_lists) open_types_.push_back(number);
     if (number >= near_type_limit_) return far_types_[number] = info;
@@ -34,7 +34,7 @@ TYPE *I_FILE::find_typeref(std::uint32_t number) {
 
 TYPE *I_FILE::base_typeref(std::uint32_t number) {
     TYPE *type = find_typeref(number);
-    if (!type) i_invalid("Type without its base type");
+    if (!type) i_invalid("Type without its base type in I-code");
     TYPE_INFO *entry = find_entry(number);
     entry->used_while_open |= entry->open_lists != 0;
     return type;
@@ -51,7 +51,7 @@ TYPE *I_FILE::settled_typeref(std::uint32_t number) {
 
 TYPE *I_FILE::value_typeref(std::uint32_t number) {
     TYPE *type = settled_typeref(number);
-    if (!type) i_invalid("List element without a type");
+    if (!type) i_invalid("List element without a type in I-code");
     return type;
 }
 
@@ -67,7 +67,7 @@ unsigned I_FILE::derived_depth(std::initializer_list<std::uint32_t> components) 
     for (std::uint32_t number : components)
         if (const TYPE_INFO *entry = find_entry(number))
             depth = std::max<unsigned>(depth, entry->depth + 1u);
-    if (depth > if_max_type_depth) i_invalid("Type nested too deeply");
+    if (depth > if_max_type_depth) i_invalid("Type nested too deeply in I-code");
     return depth;
 }
 
@@ -294,7 +294,7 @@ void I_FILE::tp_make_param_list(std::uint32_t number, std::uint32_t type, std::u
     TYPE *param = value_typeref(type);
     if (owner.type->kind_ == TYPE::FUNCTION) {
         if (owner.used_while_open && is_built_on(param, owner.type))
-            i_invalid("Function type built on itself");
+            i_invalid("Function type built on itself in I-code");
         owner.depth =
             static_cast<std::uint16_t>(std::max<unsigned>(owner.depth, derived_depth({type})));
     }
@@ -311,7 +311,7 @@ void I_FILE::tp_make_mdata_list(std::uint32_t number, std::uint32_t type, fkMDAT
     TYPE_INFO &owner = list_owner(number, LK_mdata);
     member.type = value_typeref(type);
     // Members are found by their numbers, which follow each other.
-    if (member.index > in_.size()) i_invalid("Invalid member number");
+    if (member.index > in_.size()) i_invalid("Invalid member number in I-code");
     tp_->append_mdata(owner.type, member);
 }
 
@@ -382,7 +382,7 @@ void I_FILE::check_class_nesting(TYPE *csu) {
         if (is_new)
             visits.push_back({type, type->sub.csu->mdata, type->sub.csu->bclasses, 1});
         else if (place->second == 0)
-            i_invalid("Class that holds itself");
+            i_invalid("Class that holds itself in I-code");
         else if (!visits.empty())
             visits.back().depth = std::max(visits.back().depth, place->second + 1);
     };
@@ -405,7 +405,7 @@ void I_FILE::check_class_nesting(TYPE *csu) {
         if (part) visit(part);
         if (visits.size() > if_max_type_depth ||
             (!visits.empty() && visits.back().depth > if_max_type_depth))
-            i_invalid("Type nested too deeply");
+            i_invalid("Type nested too deeply in I-code");
     }
 }
 

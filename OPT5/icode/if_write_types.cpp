@@ -158,7 +158,8 @@ void I_FILE::if_write_type(TYPE *type) {
                 if (steps.size() > level) break;
             }
             if (steps.size() > level) continue;
-            (this->*writers[t->kind_])(t);
+            const WRITER write = writers[t->kind_];
+            (this->*write)(t);
             steps.back().record_written = true;
             if (t->kind_ == TYPE::FUNCTION) steps.back().param = t->sub.func.params;
         }
