@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 // Trees of an initialiser, the closing ENDINIT among them. Owns the trees.
@@ -87,10 +88,10 @@ public:
 
 struct TYPE_INFO {
     TYPE *type = nullptr;
+    std::uint32_t members = 0;     // member records read
+    std::uint16_t depth = 0;       // of derivation, bounded by if_max_type_depth
     std::uint8_t open_lists = 0;   // still to come; the type is frozen when this reaches 0
     std::int8_t current_list = -1; // LIST_KIND between a list's head and its end, else -1
-    bool used_while_open = false;  // another type was built on it before it was frozen
-    std::uint16_t depth = 0;       // of derivation, bounded by if_max_type_depth
 };
 
 inline constexpr unsigned if_max_tree_levels = 10000; // of nodes, down either operand
@@ -448,6 +449,7 @@ private:
     TYPE *value_typeref(std::uint32_t number);   // neither open nor null
     TYPE_INFO &list_owner(std::uint32_t number, int list_kind);
     void freeze_entry(TYPE_INFO &entry);
+    bool is_built_on(const TYPE *type, const TYPE *function);
     // Behind a run of type records: what is still open is frozen, and class nesting is checked.
     void settle_types() {
         if (!open_types_.empty() || !unchecked_classes_.empty()) i_settle_types();
@@ -487,7 +489,10 @@ private:
     std::vector<TYPE_INFO> near_types_;            // numbers below near_type_limit_
     std::map<std::uint32_t, TYPE_INFO> far_types_; // all others
     std::uint32_t near_type_limit_ = 0;
-    std::vector<std::uint32_t> open_types_; // numbers with lists still to come
+    std::vector<std::uint32_t> open_types_;                // numbers with lists still to come
+    std::unordered_set<const TYPE *> functions_used_open_; // built on before they were frozen
+    const TYPE *walked_for_ = nullptr;                     // an open function type,
+    std::unordered_set<const TYPE *> walked_;              // and types known not to be built on it
     std::vector<TYPE *> unchecked_classes_;
     std::unordered_map<const TYPE *, unsigned> class_depths_; // 0 while being visited
 

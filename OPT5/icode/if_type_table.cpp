@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <unordered_set>
 
 // --- the map
 
@@ -35,8 +34,8 @@ TYPE *I_FILE::find_typeref(std::uint32_t number) {
 TYPE *I_FILE::base_typeref(std::uint32_t number) {
     TYPE *type = find_typeref(number);
     if (!type) i_invalid("Type without its base type in I-code");
-    TYPE_INFO *entry = find_entry(number);
-    entry->used_while_open |= entry->open_lists != 0;
+    if (type->kind_ == TYPE::FUNCTION && find_entry(number)->open_lists != 0)
+        functions_used_open_.insert(type);
     return type;
 }
 
@@ -167,14 +166,14 @@ void I_FILE::tp_make_func_type(std::uint32_t number, std::uint32_t result, bool 
                                unsigned calling_convention, bool cpp) {
     const auto depth = static_cast<std::uint16_t>(derived_depth({result}));
     TYPE *type = tp_->mk_func(base_typeref(result), flag1, flag2, calling_convention, cpp);
-    enter_type(number, {.type = type, .open_lists = 1, .depth = depth});
+    enter_type(number, {.type = type, .depth = depth, .open_lists = 1});
 }
 
 void I_FILE::tp_make_enum_type(std::uint32_t number, std::string_view type_name, std::uint32_t size,
                                std::uint32_t align, std::uint32_t underlying, bool cpp, PSN *psn) {
     const auto depth = static_cast<std::uint16_t>(derived_depth({underlying}));
     TYPE *type = tp_->mk_enum(type_name, size, align, value_typeref(underlying), cpp, psn);
-    enter_type(number, {.type = type, .open_lists = 1, .depth = depth});
+    enter_type(number, {.type = type, .depth = depth, .open_lists = 1});
 }
 
 void I_FILE::tp_make_csu(std::uint32_t number, const CSU_RECORD &r) {
@@ -222,8 +221,7 @@ static const void *list_of_class(const CSU &csu, int list_kind) {
 void I_FILE::tp_make_list(std::uint32_t number, int list_kind) {
     find_typeref(number);
     TYPE_INFO *entry = find_entry(number);
-    if (!entry || entry->open_lists == 0 || entry->current_list != -1)
-        tp_die("Unexpected type attribute");
+    if (!entry || entry->open_lists == 0) tp_die("Unexpected type attribute");
     const TYPE &type = *entry->type;
     if (type.kind_ == TYPE::FUNCTION && list_kind == LK_params) {
         if (type.sub.func.params) tp_die("Duplicate function parameters");
@@ -235,6 +233,7 @@ void I_FILE::tp_make_list(std::uint32_t number, int list_kind) {
     } else {
         tp_die("Unexpected type attribute");
     }
+    if (entry->current_list != -1) tp_die("Unexpected type attribute");
     entry->current_list = static_cast<std::int8_t>(list_kind);
 }
 
@@ -255,6 +254,9 @@ void I_FILE::i_settle_types() {
     for (std::uint32_t number : open_types_)
         if (TYPE_INFO &entry = *find_entry(number); entry.open_lists != 0) freeze_entry(entry);
     open_types_.clear();
+    functions_used_open_.clear();
+    walked_.clear();
+    walked_for_ = nullptr;
     for (TYPE *csu : unchecked_classes_)
         check_class_nesting(csu);
     unchecked_classes_.clear();
@@ -262,14 +264,15 @@ void I_FILE::i_settle_types() {
 
 // Only a class can refer to itself, and then by pointers. A function type among whose parameters
 // is a type built on that very function type would never end.
-static bool is_built_on(const TYPE *type, const TYPE *on) {
+bool I_FILE::is_built_on(const TYPE *type, const TYPE *function) {
+    if (walked_for_ != function) walked_.clear();
+    walked_for_ = function;
     std::vector<const TYPE *> work{type};
-    std::unordered_set<const TYPE *> seen;
     while (!work.empty()) {
         const TYPE *t = work.back();
         work.pop_back();
-        if (t == on) return true;
-        if (!t || !seen.insert(t).second) continue;
+        if (t == function) return true;
+        if (!t || !walked_.insert(t).second) continue;
         switch (t->kind_) {
         case TYPE::POINTER:
         case TYPE::REFERENCE: work.push_back(t->sub.pointer.pointee); break;
@@ -293,7 +296,7 @@ void I_FILE::tp_make_param_list(std::uint32_t number, std::uint32_t type, std::u
     TYPE_INFO &owner = list_owner(number, LK_params);
     TYPE *param = value_typeref(type);
     if (owner.type->kind_ == TYPE::FUNCTION) {
-        if (owner.used_while_open && is_built_on(param, owner.type))
+        if (functions_used_open_.contains(owner.type) && is_built_on(param, owner.type))
             i_invalid("Function type built on itself in I-code");
         owner.depth =
             static_cast<std::uint16_t>(std::max<unsigned>(owner.depth, derived_depth({type})));
@@ -310,8 +313,8 @@ void I_FILE::tp_make_etor_list(std::uint32_t number, std::string_view etor_name,
 void I_FILE::tp_make_mdata_list(std::uint32_t number, std::uint32_t type, fkMDATA &member) {
     TYPE_INFO &owner = list_owner(number, LK_mdata);
     member.type = value_typeref(type);
-    // Members are found by their numbers, which follow each other.
-    if (member.index > in_.size()) i_invalid("Invalid member number in I-code");
+    // Members are found through a table by their numbers, which follow each other more or less.
+    if (member.index / 16 > owner.members++) i_invalid("Invalid member number in I-code");
     tp_->append_mdata(owner.type, member);
 }
 

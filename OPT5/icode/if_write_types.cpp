@@ -90,6 +90,7 @@ void I_FILE::i_write_typeref(TYPE *type) {
         return;
     }
     type = type->canonical();
+    if (type->uid == 0) tp_die("unregistered type:  I_FILE::i_write_typeref()");
     type->refd = true;
     i_write_uint(type->uid);
 }
