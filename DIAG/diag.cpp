@@ -147,13 +147,13 @@ void DIAGNOSTIC::start_new_line() {
     budget_ = diag_cols_m - indent_m - wrap_indent_m;
 }
 
-int DIAGNOSTIC::print_formatted(const SINK &sink, const char *text, bool measure,
-                                int &in_out_remaining, int diag_cols, int indent, int wrap_indent) {
+int DIAGNOSTIC::lay_out(const SINK *sink, const char *text, int &in_out_remaining, int diag_cols,
+                        int indent, int wrap_indent) {
     assert(diag_cols > (indent + wrap_indent));
     const int width = diag_cols - indent - wrap_indent;
     int lines = 0;
     const auto next_line = [&] {
-        if (!measure) sink.new_line(indent + wrap_indent);
+        if (sink) sink->new_line(indent + wrap_indent);
         in_out_remaining = width;
         ++lines;
     };
@@ -172,7 +172,7 @@ int DIAGNOSTIC::print_formatted(const SINK &sink, const char *text, bool measure
             }
             n = width; // one word that is longer than a whole line, or a line's width of blanks
         }
-        if (!measure) sink.write(text, n);
+        if (sink) sink->write(text, n);
         text += n;
         in_out_remaining -= n;
         if (*text && *text != '\n') {
@@ -183,6 +183,13 @@ int DIAGNOSTIC::print_formatted(const SINK &sink, const char *text, bool measure
     return lines;
 }
 
+int DIAGNOSTIC::print_formatted(const char *text, bool measure, int &in_out_remaining,
+                                int diag_cols, int indent, int wrap_indent) const {
+    const SINK sink{fp(), nullptr};
+    return lay_out(measure ? nullptr : &sink, text, in_out_remaining, diag_cols, indent,
+                   wrap_indent);
+}
+
 int DIAGNOSTIC::print(const char *format, ...) {
     if (suppress()) return 0;
     static std::string text; // keeps its room from message to message
@@ -191,11 +198,10 @@ int DIAGNOSTIC::print(const char *format, ...) {
     text = diag_vformat(format, args);
     va_end(args);
     const int length = static_cast<int>(text.size());
-    const SINK sink{fp(), nullptr};
     if (wrap_enabled_m) {
-        print_formatted(sink, text.c_str(), false, budget_, diag_cols_m, indent_m, wrap_indent_m);
+        print_formatted(text.c_str(), false, budget_, diag_cols_m, indent_m, wrap_indent_m);
     } else {
-        sink.write(text.data(), length);
+        std::fputs(text.c_str(), fp());
         budget_ -= length;
     }
     return length;
@@ -209,8 +215,8 @@ int DIAGNOSTIC::sp_print(const char *format, ...) {
     std::string &buffer = get_sp_buffer();
     buffer.clear();
     int remaining = sp_cols - sp_indent - sp_wrap_indent;
-    print_formatted({nullptr, &buffer}, text.c_str(), false, remaining, sp_cols, sp_indent,
-                    sp_wrap_indent);
+    const SINK sink{nullptr, &buffer};
+    lay_out(&sink, text.c_str(), remaining, sp_cols, sp_indent, sp_wrap_indent);
     return static_cast<int>(text.size());
 }
 

@@ -81,6 +81,10 @@ public:
     int print(const char *format, ...) __attribute__((format(printf, 2, 3)));
     // Lays out text that is itself part of a message, at fixed margins, in get_sp_buffer().
     int sp_print(const char *format, ...) __attribute__((format(printf, 2, 3)));
+    // Lays `text` out on fp() and gives the number of lines that it begins. `in_out_remaining` is
+    // what is left of the current line. With `measure` nothing is written.
+    int print_formatted(const char *text, bool measure, int &in_out_remaining, int diag_cols,
+                        int indent, int wrap_indent) const;
     void print_header();
     // Ends the line, counts the message, and ends the program after a fatal message (abort() for
     // an internal fault, else exit code 1) or when there are too many errors. Once per message.
@@ -139,10 +143,9 @@ private:
         void write(const char *text, int length) const;
         void new_line(int indent) const;
     };
-    // Lays `text` out and gives the number of lines that it begins. `in_out_remaining` is what is
-    // left of the current line. With `measure` nothing is written.
-    static int print_formatted(const SINK &sink, const char *text, bool measure,
-                               int &in_out_remaining, int diag_cols, int indent, int wrap_indent);
+    // Writes nothing without a sink.
+    static int lay_out(const SINK *sink, const char *text, int &in_out_remaining, int diag_cols,
+                       int indent, int wrap_indent);
 
     DIAG_INFO *info_;
     int budget_; // columns left of the current line

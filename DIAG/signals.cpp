@@ -18,8 +18,8 @@ constexpr std::size_t signal_stack_size = 1 << 16;
 alignas(16) char signal_stack[signal_stack_size];
 
 constexpr unsigned buffer_size = 2048;
-char details[buffer_size]; // what the tool was doing
-char report[buffer_size];  // all that is said about the fault
+char details[buffer_size];  // what the tool was doing
+char headline[buffer_size]; // tool and fault
 
 constexpr int first_fault = SIGILL, last_fault = SIGSYS;
 
@@ -94,11 +94,9 @@ void common_signal_handler(int signal_number, const char *tool, const char *form
         vappend(details, buffer_size, format, args);
         va_end(args);
     }
-    report[0] = '\0';
-    sigstrnappend(report, buffer_size, "\nINTERNAL ERROR: %s %s\n", tool, fault);
-    sigstrnappend(report, buffer_size, "                  %s\n", details);
-    sigstrnappend(report, buffer_size, "\n%s", support_message_text());
-    std::fputs(report, stderr);
+    headline[0] = '\0';
+    sigstrnappend(headline, buffer_size, "\nINTERNAL ERROR: %s %s\n", tool, fault);
+    std::fprintf(stderr, "%s                  %s\n\n%s", headline, details, support_message_text());
     std::fflush(nullptr);
     try_gen_corefile(signal_number);
     if (exit_callback && entries == 1) exit_callback(signal_number);
