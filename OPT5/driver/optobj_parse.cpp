@@ -65,13 +65,13 @@ bool option_obj::process_option(const char *text, const char **rest) {
     }
     parsing_ = false;
     if (rest) *rest = cursor_;
+    cursor_ = ""; // the text is the caller's
     return success;
 }
 
 void option_obj::copy_options_of(const option_obj &other) {
     for (const option_pair &pair : other.export_option_pairs(export_set, class_all))
         process_option(pair.text.c_str() + 1, nullptr);
-    cursor_ = "";
 }
 
 void option_obj::recognize(const char *text) {
