@@ -78,8 +78,8 @@ void I_FILE::if_read_symbol_def() {
         if_enter_local(sym);
     else
         if_enter_global(sym);
-    for (; pragma_count > 0 && !in_.at_end(); --pragma_count) {
-        i_read_header();
+    for (; pragma_count > 0; --pragma_count) {
+        if (i_read_header().tag == if_end_tag && in_.at_end()) break;
         if_read_pragma(sym);
     }
     client->cl_symbol_def(sym);

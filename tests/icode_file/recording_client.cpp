@@ -472,6 +472,8 @@ std::string symbol(std::string_view name, std::uint32_t type, int sc, int pragma
 I_FILE *open_bytes(const std::string &bytes, bool mapped) {
     recording.reset();
     initialised.clear();
+    static FUNINFO funinfo; // nodes note in it what they say of their function
+    currfuninfo = &funinfo;
     tp = new TYPE_PKG; // of the symbols and trees that the tests look at later
     tp->init_type_pkg();
     FILE *stream = mapped ? std::tmpfile() : fmemopen(nullptr, bytes.size() + 1, "w+");

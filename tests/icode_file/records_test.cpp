@@ -280,6 +280,35 @@ TEST(Faults, BlocksNestedDeeply) {
                 HasSubstr("\nINTERNAL ERROR: Blocks nested too deeply in I-code, aborting\n"));
 }
 
+// A writer keeps the level of the symbols that are entered now, as a reader does.
+TEST(Writer, ScopeLevels) {
+    SYMTAB function, sym;
+    I_FILE *out = I_FILE::if_create(std::tmpfile(), nullptr, "");
+    out->if_enter_global(&function);
+    const auto expect = [&](int level, int index) {
+        out->if_enter_local(&sym);
+        EXPECT_EQ(sym.level, level);
+        EXPECT_EQ(sym.index, index);
+    };
+    for (int i = 0; i < 2; ++i) {
+        out->if_write_begin_func(&function, nullptr);
+        expect(1, 0);
+        out->if_write_end_args(nullptr);
+        expect(2, 1);
+        out->if_write_end_locals(nullptr);
+        out->if_write_begin_block(nullptr);
+        expect(3, 2);
+        out->if_write_begin_block(nullptr);
+        expect(4, 3);
+        out->if_write_end_block(nullptr);
+        expect(3, 4);
+        out->if_write_end_block(nullptr);
+        out->if_write_end_func(nullptr);
+        EXPECT_EQ(out->scope_level, 0);
+    }
+    out->if_close(false, true);
+}
+
 // Where a symbol's record is found again: the writer's positions of functions and initialisers.
 TEST(Writer, PositionsOfFunctionsAndInitialisers) {
     FILE_BYTES f = unit(REC(47).str("first") + in_function(REC(42).u(1)) + REC(47).str("last"));

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 using BYTES = std::string;
@@ -29,14 +30,16 @@ BYTES leaf(int value) {
 FILE_BYTES unit(const BYTES &statements) {
     FILE_BYTES f;
     f.names = REC(126).str("unit.c") + REC(126).str("unit.h");
-    f.types = REC(116).u(1).b(6).b(0).u(32).u(32).b(0).b(0) +
-              REC(116).u(2).b(7).b(0).u(32).u(32).b(0).b(0) + REC(116).u(3).b(10).u(32).u(32) +
-              REC(116).u(4).b(24).b(0).str("s").b(1).b(0).u(32).u(32).b(1).b(0).b(0).no_psn() +
-              REC(116).u(4).b(254).b(7) +
-              REC(116).u(4).b(28).u(1).str("m").u(1).b(0).s(0).b(0).u(0).b(0).b(0).b(0).no_psn() +
-              REC(116).u(4).b(255).b(7) + REC(116).u(5).b(20).u(1).b(0).b(1).b(0).b(0) +
-              REC(116).u(5).b(254).b(0) + REC(116).u(5).b(255).b(0) +
-              REC(116).u(7).b(1).b(0).u(16).u(16).b(0).b(1) + REC(116).u(6).b(15).u(7).u(16).u(16);
+    f.types =
+        REC(116).u(1).b(6).b(0).u(32).u(32).b(0).b(0) +
+        REC(116).u(2).b(7).b(0).u(32).u(32).b(0).b(0) + REC(116).u(3).b(10).u(32).u(32) +
+        REC(116).u(4).b(24).b(0).str("s").b(1).b(0).u(32).u(32).b(1).b(0).b(0).no_psn() +
+        REC(116).u(4).b(254).b(7) +
+        REC(116).u(4).b(28).u(1).str("m").u(1).b(0).s(0).b(0).u(0).b(0).b(0).b(0).no_psn() +
+        REC(116).u(4).b(28).u(2).str("n").u(2).b(0x81).s(-16).b(7).u(3).b(1).b(1).b(1).psn(2) +
+        REC(116).u(4).b(255).b(7) + REC(116).u(5).b(20).u(1).b(0).b(1).b(0).b(0) +
+        REC(116).u(5).b(254).b(0) + REC(116).u(5).b(255).b(0) +
+        REC(116).u(7).b(1).b(0).u(16).u(16).b(0).b(1) + REC(116).u(6).b(15).u(7).u(16).u(16);
     f.globals = symbol("_f", 5, 2, 0, 0) + symbol("_x", 1, 2) + symbol("_s", 4, 3);
     f.body = REC(1).psn(1).u(0) + symbol("p", 1, 9) + REC(5).psn(2) + symbol("a", 1, 1) +
              REC(6).psn(3) + statements + REC(2).psn(9);
@@ -217,6 +220,29 @@ std::string rich_file() {
                    .b(1)
                    .b(1)
                    .psn(4);
+    // A long record only for the sake of its extra word.
+    f.types += REC(116)
+                   .u(22)
+                   .b(25)
+                   .b(1)
+                   .str("extra")
+                   .b(1)
+                   .b(0)
+                   .u(0)
+                   .u(16)
+                   .u(5)
+                   .b(0)
+                   .b(0)
+                   .b(0)
+                   .b(0)
+                   .b(0)
+                   .b(0)
+                   .b(0)
+                   .b(0)
+                   .b(0)
+                   .b(0)
+                   .b(0)
+                   .no_psn();
     const BYTES elements[] = {
         REC(116).u(21).b(29).u(4).s(-32).b(2).b(1),
         REC(116).u(21).b(30).u(0).b(3),
@@ -308,6 +334,23 @@ void expect_no_fault(const std::vector<std::string> &files) {
         }
         next += read_count;
     }
+}
+
+// A record that the file's end cuts off is not there.
+TEST(WholeFile, CutRecords) {
+    FILE_BYTES f = unit(REC(42).u(1));
+    f.body += REC(47).str("remark");
+    f.globals += symbol("_t", 1, 2, 100) + REC(94).u(3).u(0) + REC(94).u(4).u(1).str("cut");
+    const std::string bytes = f.str(), whole = read_log(bytes.substr(0, bytes.size() - 1));
+    EXPECT_THAT(whole, HasSubstr("pragma _t 3\npragma _t 4 [cut]\ndefined _t"));
+    for (std::size_t left = 2; left < 8; ++left)
+        EXPECT_THAT(read_log(bytes.substr(0, bytes.size() - left)),
+                    HasSubstr("pragma _t 3\ndefined _t"));
+    FILE_BYTES body_only;
+    body_only.body = REC(47).str("remark");
+    const std::string comment = body_only.str();
+    EXPECT_THAT(read_log(comment.substr(0, comment.size() - 1)), HasSubstr("comment [remark]"));
+    EXPECT_THAT(read_log(comment.substr(0, comment.size() - 2)), Not(HasSubstr("comment")));
 }
 
 TEST(WholeFile, CutAnywhere) {

@@ -305,6 +305,27 @@ TEST(Types, NestedDeeply) {
     }
 }
 
+// Without the named types, a file holds what it refers to, and all that this refers to.
+TEST(Types, OnlyWhatIsReferenced) {
+    const FILE_BYTES f =
+        file_of(int_type(1) + csu(2, "unused", "0") + csu(3, "inner", "0") + csu(4, "outer", "1") +
+                pointer(5, 4) + pointer(6, 3) + list(4, 7, member(4, 1, "m", 6)));
+    for (bool all : {false, true}) {
+        I_FILE *file = open_bytes(f.str());
+        file->if_read_type_defs();
+        FILE *stream = std::tmpfile();
+        FILE *copy = fdopen(dup(fileno(stream)), "rb");
+        I_FILE *out = I_FILE::if_create(stream, tp, "unit.c");
+        out->if_reference_type(file->find_typeref(5));
+        out->if_close(all, false);
+        file->if_close(true, false);
+        read_log(slurp(copy));
+        EXPECT_THAT(all_type_details(),
+                    testing::AllOf(HasSubstr("struct inner"), HasSubstr("struct outer")));
+        EXPECT_EQ(all_type_details().find("struct unused") != std::string::npos, all);
+    }
+}
+
 // Equal types of several translation units become one in the output.
 TEST(Types, MergedOnRequest) {
     const auto pair = [](std::uint32_t n) {
