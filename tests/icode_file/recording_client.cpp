@@ -507,6 +507,7 @@ std::string slurp(FILE *stream) {
 
 std::string rewritten(const std::string &bytes) {
     I_FILE *file = open_bytes(bytes);
+    if (!file) return "refused";
     FILE *stream = std::tmpfile();
     FILE *copy = fdopen(dup(fileno(stream)), "rb"); // if_close closes the other one
     recording.out = I_FILE::if_create(stream, tp, file->name.c_str());
