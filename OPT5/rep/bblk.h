@@ -5,6 +5,7 @@
 #include "OPT5/rep/symbol.h"
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 class LOOP;
@@ -45,7 +46,8 @@ public:
     void *pass_word = nullptr;
     std::int32_t uon = 0;        // -1 until renumbered
     std::int32_t dfn = 0;        // from 1; 0: unreached
-    std::int32_t rdfn = 0;       // order in the reversed graph, for post-dominators
+    std::int32_t rdfn = 0;       // order in the reversed graph, for post-dominators; 0: no way out
+    std::uint64_t edge_stamp = 0; // mark of the routines that walk edge lists
     bool visited = false, reached = false, is_exit = false, never_executed = false;
 };
 
@@ -58,11 +60,22 @@ void renumber_bblocks();
 void delink_old_bb(BBLK *bb);
 BBLK *erase_bblock(BBLK *bb); // returns null
 void erase_function_body(FUNINFO *funinfo); // all blocks, edges, trees
+// The blocks where the exception handlers of a function begin, each once, in the order of its
+// table. No edge leads to them: they are further roots of the graph beside the entry block.
+std::vector<BBLK *> handler_blocks(const FUNINFO *funinfo);
+// The target that splitting an edge or renumbering the blocks invalidates; may be null.
+extern void (*clear_points_to_hook)();
+// How the low-level form takes part in splitting the edge from `from` to `to` with `middle`: puts a
+// branch to `to` into `middle`, retargets the last instruction of `from` and the phi inputs of `to`.
+// Null while no function is ever in that form.
+extern void (*split_lir_edge_hook)(BBLK *from, BBLK *middle, BBLK *to);
 
 // --- labels
 LBL *mklabel(int number, LBL *next, BBLK *bb); // number 0: the next negative one; else found or made
 LBL *find_label(int index);
 void reset_labels(); // a new current function
+BBLK *label_block(NODE *label); // of a LABEL; ends the run for a label that is nowhere defined
+void number_labels(); // counts the references of all labels and gives them their numbers anew
 
 // --- edges
 EDGE *mkedge(BBLK *bb, EDGE *next, double freq);
@@ -90,6 +103,8 @@ void optimize_SWITCH_cases();
 void simpcfg_dump_counts();
 
 // --- statements
+bool tree_is_arg_prolog(const NODE *stmt); // PCOMMA, or the ASG of a single parameter
+bool op_ends_block(int op);
 LIST *last_cell(LIST *list);
 NODE *last_statement(const BBLK *bb); // null for an empty list
 
@@ -105,13 +120,24 @@ public:
     bool post_dominates(const BBLK *a, const BBLK *b) const;
     const std::vector<BBLK *> &dominator_children(const BBLK *bb) const;
     const std::vector<BBLK *> &post_dominator_children(const BBLK *bb) const;
-    const std::vector<BBLK *> &depth_first_doms() const { return dom_walk; }
-    const std::vector<BBLK *> &depth_first_postdoms() const { return postdom_walk; }
+    const std::vector<BBLK *> &depth_first_doms() const { return dom.walk; }
+    const std::vector<BBLK *> &depth_first_postdoms() const { return postdom.walk; }
     BBLK *DFSblock(int dfn) const;
     void print_IDOM() const;
     void print_POSTDOM() const;
 
 private:
+    // One of the two trees. A node is the number of its block in reverse postorder from the roots,
+    // from 1; node 0 stands above all roots.
+    struct TREE {
+        std::vector<BBLK *> blocks;                // by node
+        std::vector<int> node;                     // by block serial; 0: not reached
+        std::vector<int> parent;                   // by node
+        std::vector<int> first, last;              // by node: its interval in preorder
+        std::vector<std::vector<BBLK *>> children; // by block serial
+        std::vector<BBLK *> walk;                  // blocks in preorder
+    };
+
     void builder();
     void descend(BBLK *bb);
     void ascend(BBLK *bb);
@@ -119,14 +145,17 @@ private:
     void rdf_traverse();
     int intersect(int a, int b, const std::vector<int> &order) const;
     int post_intersect(int a, int b, const std::vector<int> &order) const;
+    void find_dominators();
+    void find_post_dominators();
     void generate_tree_walk();
+    void warn_of_strays() const;
 
     FUNINFO *funinfo;
-    std::vector<BBLK *> by_dfn, by_rdfn;
-    std::vector<int> idom, ipostdom; // by block serial: order numbers
-    std::vector<std::vector<BBLK *>> children, post_children;
-    std::vector<BBLK *> dom_walk, postdom_walk;
+    TREE dom, postdom;
+    std::vector<BBLK *> by_dfn;
 };
+// Brings the Dominator of the current function up to date, making it on first use. Without `force`
+// one that no edit has touched since is kept.
 void compute_dominators(bool force);
 bool bb_dominates_bb(const BBLK *a, const BBLK *b);
 bool bb_post_dominates_bb(const BBLK *a, const BBLK *b);
@@ -137,5 +166,6 @@ BBLK *find_dominator_bb(BBLK *a, BBLK *b);
 int validate_cfg();
 
 // --- dumps, to the debug log
+std::string bb_name(const BBLK *bb);
 void dump_bblock(const BBLK *bb);
 void prbbinfix(int, int, int); // the whole current function

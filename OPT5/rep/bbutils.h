@@ -71,6 +71,9 @@ int count_nodes_in_tree(const NODE *tree);
 int count_calls_in_tree(const NODE *tree);
 bool opcode_is_ASG(int op);
 NODE *expunge_IDENTITY_ops_from_tree(NODE *tree);
+// Takes a tree whose value nobody uses and gives what must still run of it, fit to be a statement;
+// null when nothing must.
+NODE *peel_for_effect(NODE *tree);
 void insert_stmt_before_stmt_in_bb(NODE *stmt, LIST *before, BBLK *bb);
 LIST *promote_toplevel_COMMAOPs_in_list(LIST *list);
 bool scan_for_sharing(NODE *tree); // true: no node is shared

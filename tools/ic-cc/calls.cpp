@@ -93,7 +93,7 @@ node *translator::va_start(const CallExpr *e) {
         make(OP::PCONV, char_pointer, make(OP::UAND, types_.pointer(last->stype), name(last)));
     node *behind =
         make(OP::PLUS, char_pointer, start, icon(size_of(last->stype, e->getBeginLoc())));
-    return assign(to, behind);
+    return assign(to, convert_tree(behind, to->ntype));
 }
 
 // *(T *)list++, after the list has been aligned for a T of two units.

@@ -100,8 +100,9 @@ node *translator::lvalue_inner(const Expr *e) {
         node *base = rvalue(x->getBase());
         node *index = rvalue(x->getIdx());
         return below_commas(base, [&](node *p) {
-            return deref(make(OP::PLUS, unqualified(p->ntype), p,
-                              scaled(index, p->ntype, e->getBeginLoc())));
+            node *offset = scaled(index, p->ntype, e->getBeginLoc());
+            if (offset->op == OP::ICON && offset->value == 0) return deref(p);
+            return deref(make(OP::PLUS, unqualified(p->ntype), p, offset));
         });
     }
     if (const auto *x = dyn_cast<UnaryOperator>(e)) {

@@ -1,16 +1,22 @@
 #include "tools/ic-cc/machine_target.h"
 
 #include "clang/Basic/Builtins.h"
-#include "clang/Basic/MacroBuilder.h"
 #include "clang/Basic/TargetInfo.h"
+#include "clang/Frontend/CompilerInstance.h"
 
 using namespace clang;
 
+// clang hands out a TargetInfo with all its private parts only for targets that it knows. A plain
+// one without extensions of its own lends them; everything about types is replaced.
+static constexpr const char *lending_triple = "lanai-unknown-none";
+const char *const foreign_macros[2] = {"__lanai__", "__LANAI_V11__"};
+
 namespace {
 
-class machine_target : public TargetInfo {
+// Carries the machine's widths; never used as a target itself.
+class machine_widths : public TargetInfo {
 public:
-    machine_target() : TargetInfo(llvm::Triple("unknown-unknown-none")) {
+    machine_widths() : TargetInfo(llvm::Triple(lending_triple)) {
         PointerWidth = PointerAlign = 16;
         BoolWidth = BoolAlign = 32;
         IntWidth = IntAlign = 32;
@@ -32,15 +38,11 @@ public:
         Int16Type = SignedShort;
         Int64Type = SignedLongLong;
         SigAtomicType = SignedInt;
-        TLSSupported = false;
-        VLASupported = false;
-        resetDataLayout("e-p:16:16-i32:32-f32:32-n16:32");
     }
     void getTargetDefines(const LangOptions &, MacroBuilder &) const override {}
     ArrayRef<Builtin::Info> getTargetBuiltins() const override { return {}; }
     BuiltinVaListKind getBuiltinVaListKind() const override { return CharPtrBuiltinVaList; }
     bool validateAsmConstraint(const char *&, ConstraintInfo &) const override { return false; }
-    bool hasInt128Type() const override { return false; }
     const char *getClobbers() const override { return ""; }
     ArrayRef<const char *> getGCCRegNames() const override { return {}; }
     ArrayRef<GCCRegAlias> getGCCRegAliases() const override { return {}; }
@@ -48,6 +50,14 @@ public:
 
 } // namespace
 
-llvm::IntrusiveRefCntPtr<TargetInfo> make_machine_target() {
-    return new machine_target;
+bool set_machine_target(CompilerInstance &ci) {
+    auto options = std::make_shared<TargetOptions>();
+    options->Triple = lending_triple;
+    TargetInfo *target = TargetInfo::CreateTargetInfo(ci.getDiagnostics(), options);
+    if (!target) return false;
+    const IntrusiveRefCntPtr<machine_widths> widths(new machine_widths);
+    static_cast<TransferrableTargetInfo &>(*target) = *widths;
+    ci.setTarget(target);
+    target->adjust(ci.getDiagnostics(), ci.getLangOpts());
+    return true;
 }

@@ -6,7 +6,6 @@
 #include "clang/AST/ASTConsumer.h"
 #include "clang/Basic/Builtins.h"
 #include "clang/Basic/DiagnosticSema.h"
-#include "clang/Basic/TargetInfo.h"
 #include "clang/Frontend/CompilerInstance.h"
 #include "clang/Frontend/TextDiagnosticPrinter.h"
 #include "clang/Frontend/Utils.h"
@@ -170,6 +169,7 @@ void set_options(CompilerInstance &ci, const command_line &c) {
         pp.addMacroUndef(name);
         pp.addMacroDef(std::string(name) + "=" + value);
     };
+    pp.addMacroDef("__ZRA__=1");
     redefine("__CHAR_BIT__", "16");
     redefine("__SCHAR_MAX__", "32767");
     redefine("__SIZEOF_SHORT__", "1");
@@ -182,6 +182,7 @@ void set_options(CompilerInstance &ci, const command_line &c) {
     for (const char *name : {"__INT8_TYPE__", "__UINT8_TYPE__", "__INT64_TYPE__", "__UINT64_TYPE__",
                              "__SIZEOF_INT128__"})
         pp.addMacroUndef(name);
+    for (const char *name : foreign_macros) pp.addMacroUndef(name);
     for (const auto &[text, undefined] : c.macros)
         undefined ? pp.addMacroUndef(text) : pp.addMacroDef(text);
 }
@@ -192,8 +193,7 @@ int compile(const command_line &c) {
     auto *filter = new diagnostic_filter(llvm::errs(), &ci.getDiagnosticOpts());
     ci.createDiagnostics(filter, true);
     set_options(ci, c);
-    ci.setTarget(make_machine_target().get());
-    ci.getTarget().adjust(ci.getDiagnostics(), ci.getLangOpts());
+    if (!set_machine_target(ci)) return 1;
     ci.createFileManager(file_system());
     ci.createSourceManager(ci.getFileManager());
     auto file = ci.getFileManager().getFileRef(c.input);

@@ -63,6 +63,7 @@ struct IF_RECORD {
     std::uint8_t tag = 0;
     std::uint8_t selector = 0; // opcode, file kind or subkind
     std::uint8_t frame_size = 0; // bytes of tag and size
+    bool damaged = false; // did not fit its layout: values that could not be read are 0
 };
 
 struct IF_SECTION {
@@ -111,17 +112,19 @@ public:
     IF_PSN psn(const IF_RECORD &r, unsigned slot) const { return value(r, slot).psn(); }
     // The values of a record's list, field by field, item by item; empty without a list.
     std::span<const IF_VALUE> items(const IF_RECORD &r) const;
-    // False when the file's version does not hold the field, or the record was cut short.
-    bool has(const IF_RECORD &r, unsigned slot) const;
+    // Whether a record of this file's version holds the field.
+    bool has(const IF_RECORD &r, unsigned slot) const {
+        return r.layout && r.layout->fields[slot].in_version(header.version);
+    }
 
     // The record that defines a type: null for 0 and for numbers without one.
     const IF_TYPE_DEF *find_type(std::uint32_t number) const;
     const IF_RECORD &record_of(const IF_TYPE_DEF &def) const {
         return sections[def.section].records[def.record];
     }
-    // Adds the type to the table if the record (the last one of the section) defines one. Reader
-    // and assembler call it in file order; the first definition of a number stays.
-    void note_type(IF_SECTION_ID section, const IF_RECORD &r);
+    // Adds the type to the table if the record at `index` of the section defines one. Reader and
+    // assembler call it in file order; the first definition of a number stays.
+    void note_type(IF_SECTION_ID section, std::size_t index);
     bool type_is_signed(std::uint32_t number) const;
     const std::unordered_map<std::uint32_t, IF_TYPE_DEF> &types() const { return types_; }
 
@@ -146,6 +149,10 @@ struct IF_READ_OPTIONS {
 // error. After an error the reader goes on behind the frame where it can, so that the model holds
 // all that could be understood; a damaged header leaves it empty.
 bool if_read_model(std::string bytes, IF_MODEL &model, const IF_READ_OPTIONS &options = {});
+
+// Where the sections of a read model do not lie as a writer lays them out, one behind the other
+// without gaps in canonical order: what is wrong and where. Empty when all is well.
+std::string if_layout_note(const IF_MODEL &model);
 
 // Gives the bytes of a model: header, main body, sections in canonical order, header offsets.
 // Sets the records' offset, body_size and frame_size and the sections' offsets. A value that its

@@ -50,6 +50,10 @@ constexpr IF_FIELD named(std::span<const char *const> words, IF_FIELD f) {
     f.words = words;
     return f;
 }
+constexpr IF_FIELD bit_names(std::span<const char *const> bits, IF_FIELD f) {
+    f.bits = bits;
+    return f;
+}
 constexpr IF_FIELD items(const char *name, IF_ENC count, std::span<const IF_FIELD> fields) {
     return {.name = name, .enc = list, .show = S::plain, .count = count, .items = fields};
 }
@@ -170,6 +174,8 @@ constexpr IF_FIELD csu_flag = since(-84, flag("flag"));
 constexpr const char *csu_kinds[] = {"struct", "union", "class"};
 constexpr const char *list_kinds[] = {"params", "enumerators",    "bases",  "access",  "friend_funcs",
                                       "friend_classes", "nested", "members", "statics", "member_funcs"};
+constexpr const char *qualifier_bits[] = {"const", "volatile", "packed",   "near",
+                                          "far",   "ioport",   "restrict", "onchip"};
 constexpr IF_FIELD type_name = word(plain("name", string));
 
 constexpr IF_FIELD t_integer[] = {type_number, type_kind, flag("explicit"), type_size,
@@ -181,7 +187,8 @@ constexpr IF_FIELD t_typedef[] = {type_number, type_kind, type_name, type_ref("b
                                   type_size, type_align, flag("cpp"), flag("lowered"), position};
 constexpr IF_FIELD t_pointer[] = {type_number, type_kind, type_ref("to"), type_size, type_align};
 constexpr IF_FIELD t_qualified[] = {type_number, type_kind, type_ref("base"),
-                                    plain("qualifiers", uleb), type_size, type_align};
+                                    bit_names(qualifier_bits, plain("qualifiers", uleb)),
+                                    type_size, type_align};
 constexpr IF_FIELD t_array[] = {type_number, type_kind, type_ref("element"), plain("count", uleb),
                                 type_size, type_align, flag("cpp"), flag("complete"),
                                 since(-76, flag("vector")),
@@ -394,6 +401,21 @@ constexpr const char *pragma_names[if_pragma_kinds] = {
 };
 static_assert(pragma_names[if_pragma_kinds - 1] != nullptr);
 } // namespace
+
+IF_RANGE if_range(IF_ENC enc) {
+    switch (enc) {
+    case u8:
+    case boolean: return {0, 255};
+    case s8: return {-128, 127};
+    case u16: return {0, 0xffff};
+    case s16: return {-0x8000, 0x7fff};
+    case s32:
+    case sleb: return {INT32_MIN, INT32_MAX};
+    case u32:
+    case uleb: return {0, 0xffffffff};
+    default: return {INT64_MIN, INT64_MAX};
+    }
+}
 
 int IF_LAYOUT::slot(std::string_view field) const {
     for (std::size_t i = 0; i < fields.size(); ++i)

@@ -67,6 +67,12 @@ enum class IF_SHOW : std::uint8_t {
     hidden, // implied by the line's keyword
 };
 
+struct IF_RANGE {
+    std::int64_t low, high;
+};
+// The numbers that an encoding can hold; all of them for texts, positions, lists and by_type.
+IF_RANGE if_range(IF_ENC enc);
+
 struct IF_FIELD {
     const char *name;
     IF_ENC enc;
@@ -77,6 +83,7 @@ struct IF_FIELD {
     bool word = false;       // text: printed bare when it looks like an identifier
     int since = if_oldest_version, until = if_current_version; // versions that hold the field
     std::span<const char *const> words = {};                   // names of the values 0, 1, ...
+    std::span<const char *const> bits = {};                    // names of bits 0, 1, ...
     IF_ENC count = IF_ENC::none;                               // lists: encoding of the count
     std::span<const IF_FIELD> items = {};                      // lists: fields of one item
 

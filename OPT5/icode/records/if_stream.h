@@ -75,6 +75,8 @@ public:
     void write_string(std::string_view s); // with one NUL behind it
     void write_bytes(std::string_view s) { body_.append(s); }
     bool empty() const { return body_.empty(); }
+    std::size_t size() const { return body_.size(); }
+    void clear() { body_.clear(); }
     // Appends tag, size and body to `out` and starts an empty body.
     void flush(int tag, std::string &out);
 
