@@ -6,6 +6,7 @@
 #include <cstdio>
 
 inline constexpr char banner[] = "Larkspur Accelerator C/C++ Optimizer";
+inline constexpr char build_number[] = "1";
 
 // Command line, input, option sets, output. Every failure ends the run with exit code 1.
 void open_files(int argc, char **argv);

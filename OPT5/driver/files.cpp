@@ -12,6 +12,7 @@
 #include "OPT5/interproc/interproc.h"
 #include "OPT5/vector/mdbuilder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -136,7 +137,7 @@ void open_info_file() {
         if_exit(1);
     }
     write_opt_info = static_cast<int>(info_level);
-    std::fprintf(finfo, "%-40s\nBuild Number %s\n", banner, QUILL_BUILD_NUMBER);
+    std::fprintf(finfo, "%-40s\nBuild Number %s\n", banner, build_number);
 }
 
 void open_output() {

@@ -44,9 +44,24 @@ void finish_symbol(SYMTAB *sym) {
     if (sym->attr & SA_type_changed) sym->sc = sym->sc == 2 ? 109 : 108;
     revert_symbol_type(sym);
     if (!symbol_is_dead(sym)) return;
-    PRAGMA *dead = new_pragma(PRG_SYM_IS_DEAD, {});
-    dead->next = sym->pragmas;
-    sym->pragmas = dead;
+    sym->pragmas = mk_pragma(PRG_SYM_IS_DEAD, {}, sym->pragmas);
+}
+
+const char *pragma_in_words(int kind) {
+    switch (kind) {
+    case PRG_SRC_LANGUAGE: return "SOURCE LANGUAGE";
+    case PRG_SCOPING_FUNC: return "SYMBOL IS LOCAL STATIC OF";
+    case PRG_TRANSLATION_UNIT_ID: return "TRANSLATION UNIT ID";
+    case PRG_IS_CLASS_MEMBER: return "SYMBOL IS CLASS MEMBER";
+    case PRG_SYM_IS_DEAD: return "SYMBOL IS DEAD";
+    case PRG_COMDAT_GROUP: return "COMDAT GROUP";
+    case PRG_FUNC_IS_CTOR_DTOR: return "SYMBOL IS CONSTRUCTOR OR DESTRUCTOR";
+    case PRG_FUNC_ESPEC: return "EXCEPTION SPEC";
+    case PRG_FUNC_SYNONYM: return "SYMBOL IS FUNCTION SYNONYM";
+    case PRG_FUNC_RET_BY_CCTOR: return "FUNC_RET_BY_CCTOR";
+    case PRG_FUNC_ALWAYS_INLINE: return "FUNCTION ALWAYS INLINE";
+    default: return nullptr;
+    }
 }
 
 void log_symbol(const SYMTAB *sym) {

@@ -79,7 +79,7 @@ template <class Visit> void for_each_handler(Visit visit) {
 
 // Each block has one label in the file, numbered from 1 in block order; blocks that nothing jumps
 // to have none.
-void number_labels() {
+void number_written_labels() {
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
         for (LBL *label = bb->label; label; label = label->next)
             label->refcount = 0;
@@ -417,7 +417,7 @@ void write_func_body() {
         lower_last_statement(bb);
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
         drop_branch_to_next(bb);
-    number_labels();
+    number_written_labels();
     refresh_handler_labels();
     wrbblocks();
     if (currfuninfo->eht_size > 1) {
