@@ -1,0 +1,84 @@
+// Every C program of the project goes through the whole road at every level.
+#include "tests/run/tool.h"
+
+namespace {
+const char *const levels[] = {"off", "0", "1", "2", "3"};
+
+std::vector<std::string> all_programs() {
+    std::vector<std::string> names = c_programs("examples");
+    for (std::string &name : c_programs("tests/tools/cc"))
+        names.push_back(std::move(name));
+    return names;
+}
+
+class Road : public testing::TestWithParam<std::string> {
+protected:
+    void SetUp() override {
+        input = (scratch / "input.ic").string();
+        expect_success(run_tool({"ic-cc", "-o", input, GetParam()}, scratch), "ic-cc");
+        expect_clean(input);
+    }
+    void expect_clean(const std::string &file) {
+        expect_success(run_tool({"ic-lint", file}, scratch), "ic-lint " + file);
+    }
+    std::string optimize(const std::string &level, const std::string &from, const std::string &to) {
+        const std::string file = (scratch / to).string();
+        expect_success(run_tool({"quillopt", "--opt_level=" + level, from, file}, scratch),
+                       "quillopt at level " + level);
+        return file;
+    }
+    SCRATCH scratch;
+    std::string input;
+};
+
+TEST_P(Road, EveryLevelGivesACleanFileThatCanBeOptimizedAgain) {
+    for (const std::string level : levels) {
+        SCOPED_TRACE("level " + level);
+        const std::string once = optimize(level, input, "once.ic");
+        expect_clean(once);
+        const std::string twice = optimize(level, once, "twice.ic");
+        expect_clean(twice);
+    }
+}
+
+TEST_P(Road, ValidatorsHaveNothingToSay) {
+    for (const std::string level : levels) {
+        SCOPED_TRACE("level " + level);
+        const std::string output = (scratch / "logged.ic").string();
+        const std::string plain = optimize(level, input, "plain.ic");
+        expect_success(
+            run_tool({"quillopt", "--opt_level=" + level, "--debug_log=1", input, output}, scratch),
+            "quillopt with a log");
+        const std::string log = read_file(scratch / "input.odb");
+        EXPECT_NE(log.find("== END OF DEBUG OUTPUT=="), std::string::npos);
+        const std::size_t complaint = log.find("+++++");
+        EXPECT_EQ(complaint, std::string::npos) << log.substr(complaint, 1000);
+        // A log changes nothing in what is written but the command line that the file quotes.
+        EXPECT_EQ(run_tool({"ic-dis", "--stats", output}, scratch).out,
+                  run_tool({"ic-dis", "--stats", plain}, scratch).out);
+    }
+}
+
+TEST_P(Road, TwoRunsGiveTheSameBytes) {
+    for (const std::string level : levels) {
+        const std::string first = read_file(optimize(level, input, "same.ic"));
+        ASSERT_FALSE(first.empty());
+        EXPECT_EQ(first, read_file(optimize(level, input, "same.ic"))) << "level " << level;
+    }
+}
+
+TEST_P(Road, TextFormGivesTheSameBytes) {
+    const std::string text = (scratch / "text.ict").string(), back = (scratch / "back.ic").string();
+    for (const std::string &file :
+         {input, optimize("off", input, "off.ic"), optimize("3", input, "three.ic")}) {
+        expect_success(run_tool({"ic-dis", "-o", text, file}, scratch), "ic-dis");
+        expect_success(run_tool({"ic-as", "-o", back, text}, scratch), "ic-as");
+        EXPECT_TRUE(read_file(file) == read_file(back)) << file;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Programs, Road, testing::ValuesIn(all_programs()), [](const auto &p) {
+    const fs::path path(p.param);
+    return path.parent_path().filename().string() + "_" + path.stem().string();
+});
+} // namespace
