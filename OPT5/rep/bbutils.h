@@ -27,7 +27,19 @@ NODE *mk_BRANCH(BBLK *bb, LS *ls);
 NODE_EXT *node_ext(NODE *node);              // makes it on first use; owned by the node
 NODE_EXT *find_node_ext(const NODE *node);   // null when there is none
 
+// How the owners of dependence data and of points-to environments free and clone them; null while
+// no node has any.
+extern void (*free_dd_hook)(void *dd);
+extern void *(*copy_dd_hook)(const void *dd);
+extern void (*free_ptenv_hook)(void *ptenv);
+
 // --- lists
+struct LLIST { LIST *first = nullptr; LLIST *rest = nullptr; };                                   // of lists
+struct NODELIST { NODE *first = nullptr; NODELIST *rest = nullptr; };                             // outside blocks
+struct NODEPAIRLIST { NODE *first = nullptr, *second = nullptr; NODEPAIRLIST *rest = nullptr; };  // the same
+inline NODE *list_left_child(const LIST *cell) { return cell->first; }
+inline NODE *nl_left_child(const NODELIST *cell) { return cell->first; }
+inline NODE *pair_left_child(const NODEPAIRLIST *cell) { return cell->first; }
 LIST *mklist(NODE *node, LIST *rest, unsigned a, unsigned b);
 LIST *mkelist(NODE *node, LIST *rest, PSN *psn);
 LIST *append_node_to_list(NODE *node, LIST *list);
@@ -38,14 +50,21 @@ NODE *copy_node(const NODE *node, bool keep_scope = false);
 NODE *copy_tree(const NODE *tree, bool keep_scope = false);
 NODE *copy_tree_0(const NODE *tree, FUNINFO *funinfo);
 NODE *copy_node_if_changed(NODE *node, NODE *left, NODE *right);
+NODE *copy_dd_node(const NODE *node);       // keeps scope and dependence data, which is cloned
+NODE *copy_dd_tree(const NODE *tree);
 LIST *copy_statements(const LIST *list);
+LIST *copy_dd_statements(const LIST *list);     // the trees by copy_dd_tree
+LIST *copy_shared_statements(const LIST *list); // new cells for the same trees
 
 // --- erasers: all return null, which the caller stores in the erased pointer
 NODE *erase_node(NODE *tree);
 NODE *erase_tree(NODE *tree);
 LIST *erase_tree_list(LIST *list);
 LIST *erase_tree_list_only(LIST *list);
+// Erases the cells before `entry` and their trees: with n not 0 at most n of them. The rest of the
+// list is left alone.
 LIST *erase_tree_list_to_entry(LIST *list, LIST *entry, int n);
+[[noreturn]] NODE *erase_dag(NODE *dag); // ends the run: shared trees are never erased as such
 void erase_all_nodes(); // empties all pools of nodes, list cells and positions
 
 // --- queries

@@ -105,7 +105,8 @@ struct NODE : BASE_NODE {
         struct { void *var; void *phi_args; } ssa;                     // SSA_*
         struct { std::uintptr_t handle; } mix;                         // MIXVALUE; 0 and 1 reserved
         struct { std::uint32_t id, flags, locale; } ddnode;            // DDNODE
-        PAYLOAD() : lval() {}
+        std::uint64_t words[2];                                        // all of the payload
+        PAYLOAD() : words{} {}
     } u;
     std::int32_t depnum = 0;
     std::uint32_t edge_profile = ~0u; // LABEL, QUEST, COLON; all ones: none

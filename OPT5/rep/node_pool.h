@@ -64,7 +64,7 @@ private:
         return static_cast<char *>(cell) + sizeof(T) - sizeof(void *);
     }
     void grow() {
-        slab_cells_ = slabs_.empty()              ? first_slab
+        slab_cells_ = slabs_.empty()               ? first_slab
                       : slab_cells_ < largest_slab ? slab_cells_ * 2
                                                    : largest_slab;
         slabs_.push_back(std::unique_ptr<CELL[]>(new CELL[slab_cells_]));
