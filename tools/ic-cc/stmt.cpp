@@ -216,13 +216,13 @@ void translator::return_statement(const ReturnStmt *s) {
 void translator::asm_statement(const AsmStmt *s) {
     const auto *g = dyn_cast<GCCAsmStmt>(s);
     if (!g || g->getNumOutputs() || g->getNumInputs() || g->getNumClobbers() || g->isAsmGoto()) {
-        refuse(s->getBeginLoc(), "inline assembly with operands");
+        refuse(s->getAsmLoc(), "inline assembly with operands");
         return;
     }
     if (!fn_->reachable) return;
     item i{};
     i.kind = item::assembly;
-    i.pos = pos(s->getBeginLoc());
+    i.pos = pos(s->getAsmLoc());
     i.text = g->getAsmString()->getString();
     fn_->body.items.push_back(std::move(i));
 }

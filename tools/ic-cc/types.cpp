@@ -77,14 +77,13 @@ const type *translator::conv(TypeLoc tl) {
     if (auto t = tl.getAs<TypedefTypeLoc>()) return conv_named(t.getTypedefNameDecl());
     if (auto t = tl.getAs<TypeOfTypeLoc>()) return conv(t.getUnderlyingTInfo()->getTypeLoc());
     if (auto t = tl.getAs<TypeOfExprTypeLoc>()) return expr_type(t.getUnderlyingExpr());
-    static const char *const no_meaning = "' has no meaning on this machine";
     const Type *ty = tl.getTypePtr();
     if (isa<ComplexType, VectorType, AtomicType, BlockPointerType, BitIntType>(ty)) {
-        refuse(tl.getBeginLoc(), "the type '" + tl.getType().getAsString() + no_meaning);
+        refuse(tl.getBeginLoc(), "the type '" + tl.getType().getAsString() + "'");
         return types_.int_();
     }
     if (const auto *bt = dyn_cast<BuiltinType>(ty); bt && !conv_builtin(bt)) {
-        refuse(tl.getBeginLoc(), "the type '" + tl.getType().getAsString() + no_meaning);
+        refuse(tl.getBeginLoc(), "the type '" + tl.getType().getAsString() + "'");
         return types_.int_();
     }
     return conv(tl.getType());
@@ -102,12 +101,12 @@ const type *translator::conv_array(ArrayTypeLoc tl) {
                 count = static_cast<std::uint64_t>(*v < 0 ? 0 : *v);
             }
         if (count * std::max<std::uint64_t>(units(strip(element)->size), 1) > 65536) {
-            refuse(tl.getBeginLoc(), "an array larger than the machine's memory");
+            refuse(tl.getLBracketLoc(), "an array larger than the machine's memory");
             count = 1;
         }
         return types_.array(element, static_cast<std::uint32_t>(count), true);
     }
-    refuse(tl.getBeginLoc(), "an array of variable length");
+    refuse(tl.getLBracketLoc(), "an array of variable length");
     return types_.array(element, 1, true);
 }
 
