@@ -46,15 +46,17 @@ LIST *append_node_to_list(NODE *node, LIST *list);
 PSN *mk_psn(const char *file, std::uint32_t line, std::uint32_t column); // from the position pool
 
 // --- copies
-NODE *copy_node(const NODE *node, bool keep_scope = false);
-NODE *copy_tree(const NODE *tree, bool keep_scope = false);
+NODE *copy_node(const NODE *node, bool keep_scope = false); // operands are those of the source
+NODE *copy_tree(const NODE *tree, bool keep_scope = false); // texts and names are shared
+// The copy that outlives the function of its source: it shares no text with it, and with a function
+// record each symbol becomes the interned one.
 NODE *copy_tree_0(const NODE *tree, FUNINFO *funinfo);
-NODE *copy_node_if_changed(NODE *node, NODE *left, NODE *right);
-NODE *copy_dd_node(const NODE *node);       // keeps scope and dependence data, which is cloned
-NODE *copy_dd_tree(const NODE *tree);
-LIST *copy_statements(const LIST *list);
-LIST *copy_dd_statements(const LIST *list);     // the trees by copy_dd_tree
-LIST *copy_shared_statements(const LIST *list); // new cells for the same trees
+NODE *copy_node_if_changed(NODE *node, NODE *left, NODE *right); // the copy keeps the scope
+NODE *copy_dd_node(const NODE *node, bool keep_scope = false);   // with a clone of its dependence data
+NODE *copy_dd_tree(const NODE *tree, bool keep_scope = false);
+LIST *copy_statements(const LIST *list, bool keep_scope = false);
+LIST *copy_dd_statements(const LIST *list, bool keep_scope = false); // the trees by copy_dd_tree
+LIST *copy_shared_statements(const LIST *list);                      // new cells for the same trees
 
 // --- erasers: all return null, which the caller stores in the erased pointer
 NODE *erase_node(NODE *tree);

@@ -8,6 +8,7 @@
 #include <unordered_set>
 
 void (*free_dd_hook)(void *dd);
+void *(*copy_dd_hook)(const void *dd);
 void (*free_ptenv_hook)(void *ptenv);
 
 namespace {
