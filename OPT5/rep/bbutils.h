@@ -4,6 +4,8 @@
 #include "OPT5/rep/node.h"
 #include "OPT5/rep/types.h"
 
+#include <string>
+
 class BBLK;
 
 // --- nodes. All constructors allocate from the node pool; the caller owns the result.
@@ -105,6 +107,14 @@ void init_opcode_tables();
 // Returns the number of complaints.
 int validate_stmts();
 
+// Whether the tree may stand under UAND and as the target of an assignment; says so in the debug log
+// when it may not.
+bool require_lvalue_tree_node(const NODE *tree);
+
 // --- dumps
 void dump_tree_debug(const NODE *tree);        // indented tree to the debug log
 const char *stmt2infix(const NODE *tree);      // one line; static buffer
+// The same, cut off with "..." behind the first `limit` characters, in time in proportion to them.
+std::string infix_text(const NODE *tree, std::size_t limit);
+// Gives the number of the SSA variable that an SSA_* node holds; null while there is no SSA form.
+extern unsigned (*ssa_variable_number_hook)(const void *variable);
