@@ -114,10 +114,17 @@ class Dominator {
 public:
     explicit Dominator(FUNINFO *funinfo);
     void rebuild();
-    BBLK *immediate_dominator(const BBLK *bb) const;      // null for the entry
-    BBLK *immediate_post_dominator(const BBLK *bb) const; // null for the exit
-    bool dominates(const BBLK *a, const BBLK *b) const;   // reflexive
+    // Null for the entry block, for a block that control cannot reach, and where only several roots
+    // together dominate (the entry and exception handlers).
+    BBLK *immediate_dominator(const BBLK *bb) const;
+    // Null for a block that ends the function, for one without a way out, and where several ends
+    // follow.
+    BBLK *immediate_post_dominator(const BBLK *bb) const;
+    bool dominates(const BBLK *a, const BBLK *b) const; // reflexive
     bool post_dominates(const BBLK *a, const BBLK *b) const;
+    // The nearest block that dominates, or post-dominates, both; null when there is none.
+    BBLK *intersect(const BBLK *a, const BBLK *b) const;
+    BBLK *post_intersect(const BBLK *a, const BBLK *b) const;
     const std::vector<BBLK *> &dominator_children(const BBLK *bb) const;
     const std::vector<BBLK *> &post_dominator_children(const BBLK *bb) const;
     const std::vector<BBLK *> &depth_first_doms() const { return dom.walk; }
@@ -127,26 +134,36 @@ public:
     void print_POSTDOM() const;
 
 private:
+    using EDGE_LIST = EDGE *BBLK::*; // the successors or the predecessors
     // One of the two trees. A node is the number of its block in reverse postorder from the roots,
-    // from 1; node 0 stands above all roots.
+    // from 1, so that a parent's number is below those of its children; node 0 stands above all
+    // roots.
     struct TREE {
         std::vector<BBLK *> blocks;                // by node
         std::vector<int> node;                     // by block serial; 0: not reached
+        std::vector<bool> is_root;                 // by block serial
         std::vector<int> parent;                   // by node
+        std::vector<int> depth, jump;              // by node: its level, and an ancestor far above
         std::vector<int> first, last;              // by node: its interval in preorder
         std::vector<std::vector<BBLK *>> children; // by block serial
         std::vector<BBLK *> walk;                  // blocks in preorder
+
+        int node_of(const BBLK *bb) const; // 0 for a block that the tree does not hold
+        bool holds(int node, int below) const; // whether `below` stands under `node`, or is it
+        bool is_stray(const BBLK *bb) const;
+        void traverse(const std::vector<BBLK *> &roots, EDGE_LIST onward, std::size_t block_count);
+        void grow(EDGE_LIST sources);
+        int join(int node, EDGE_LIST sources) const;
+        int climb(int node, int limit) const;
+        int meet(int a, int b) const;
+        void hang(int node, int above);
+        void collect_walk();
+        void print(const char *title) const;
     };
 
     void builder();
-    void descend(BBLK *bb);
-    void ascend(BBLK *bb);
     void df_traverse();
     void rdf_traverse();
-    int intersect(int a, int b, const std::vector<int> &order) const;
-    int post_intersect(int a, int b, const std::vector<int> &order) const;
-    void find_dominators();
-    void find_post_dominators();
     void generate_tree_walk();
     void warn_of_strays() const;
 
