@@ -162,6 +162,8 @@ private:
     };
 
     void builder();
+    void descend(const std::vector<BBLK *> &roots);
+    void ascend(const std::vector<BBLK *> &roots);
     void df_traverse();
     void rdf_traverse();
     void generate_tree_walk();
@@ -185,4 +187,6 @@ int validate_cfg();
 // --- dumps, to the debug log
 std::string bb_name(const BBLK *bb);
 void dump_bblock(const BBLK *bb);
-void prbbinfix(int, int, int); // the whole current function
+// The blocks of the current function from number `first` to number `last`, 0 standing for no bound;
+// on demand with each statement's tree.
+void prbbinfix(int first, int last, int with_trees);

@@ -183,20 +183,29 @@ void Dominator::builder() {
     warn_of_strays();
 }
 
+// These two number all that the roots reach, along the edges and against them.
+void Dominator::descend(const std::vector<BBLK *> &roots) {
+    dom.traverse(roots, &BBLK::successors, funinfo->blocks.size());
+}
+
+void Dominator::ascend(const std::vector<BBLK *> &roots) {
+    postdom.traverse(roots, &BBLK::predecessors, funinfo->blocks.size());
+}
+
 void Dominator::df_traverse() {
     std::vector<BBLK *> roots;
     if (funinfo->bb_list) {
         roots = handler_blocks(funinfo);
         roots.insert(roots.begin(), funinfo->bb_list);
     }
-    dom.traverse(roots, &BBLK::successors, funinfo->blocks.size());
+    descend(roots);
 }
 
 void Dominator::rdf_traverse() {
     std::vector<BBLK *> roots;
     for (BBLK *bb = funinfo->bb_list; bb; bb = bb->dflink)
         if (!bb->successors) roots.insert(bb->is_exit ? roots.begin() : roots.end(), bb);
-    postdom.traverse(roots, &BBLK::predecessors, funinfo->blocks.size());
+    ascend(roots);
     for (BBLK *bb = funinfo->bb_list; bb; bb = bb->dflink)
         bb->rdfn = postdom.node_of(bb);
 }
