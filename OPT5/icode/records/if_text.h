@@ -12,8 +12,12 @@ struct IF_TEXT_OPTIONS {
 // The text of a model that was read without errors. Ends in a line break.
 std::string if_text_of_model(const IF_MODEL &model, const IF_TEXT_OPTIONS &options = {});
 
-// The text of a file's bytes. On broken input false; `error` then has a line for each of the first
-// errors, "offset N: expected ..., found ...", and `text` is empty.
+// A line for each of the first errors of a model, "offset N: expected ..., found ...", each with
+// `prefix` before it.
+std::string if_error_lines(const IF_MODEL &model, const std::string &prefix);
+
+// The text of a file's bytes. On broken input false; `error` then has its if_error_lines and `text`
+// is empty.
 bool if_text_of(std::string_view bytes, const IF_TEXT_OPTIONS &options, std::string &text,
                 std::string &error);
 // The same for callers who show the result to a person or compare it: the text or the errors.

@@ -2,8 +2,8 @@
 // because it is given by a name or left out.
 #pragma once
 
-#include "OPT5/icode/records/if_text_lexer.h"
 #include "OPT5/icode/records/if_model.h"
+#include "OPT5/icode/records/if_text_lexer.h"
 
 struct IF_DRAFT {
     enum PENDING : std::uint8_t {

@@ -35,7 +35,9 @@ std::uint64_t member_key(std::uint32_t csu, std::uint32_t index) {
 }
 } // namespace
 
-std::span<const IF_BASIC_TYPE> if_basic_types() { return basic_types; }
+std::span<const IF_BASIC_TYPE> if_basic_types() {
+    return basic_types;
+}
 
 bool if_is_bare_word(std::string_view s) {
     for (char c : s)
@@ -234,8 +236,7 @@ IF_SYMBOL_NAMES::RESULT IF_SYMBOL_NAMES::find(std::string_view name,
     if (entry == visible_.end()) return find_global(name, found);
     const auto &indices = entry->second;
     const IF_SCOPES::SYMBOL &inner = scopes_.locals()[indices.back()];
-    if (indices.size() > 1 &&
-        scopes_.locals()[indices[indices.size() - 2]].level == inner.level)
+    if (indices.size() > 1 && scopes_.locals()[indices[indices.size() - 2]].level == inner.level)
         return RESULT::several;
     found = &inner;
     return RESULT::one;

@@ -4,9 +4,8 @@
 
 #include "OPT5/icode/records/if_model.h"
 
-
-
-// Derives names of types from their records: int, char.const*, struct.node, int(char*,...), int[10].
+// Derives names of types from their records: int, char.const*, struct.node, int(char*,...),
+// int[10].
 class IF_TYPE_NAMER {
 public:
     explicit IF_TYPE_NAMER(const IF_MODEL &model) : model_(model) {}
@@ -34,7 +33,8 @@ class IF_MEMBER_NAMES {
 public:
     explicit IF_MEMBER_NAMES(const IF_MODEL &model) : model_(model) {}
     void add(const IF_RECORD &r); // every type record, in order
-    // The member's name when it is fit for printing and names no other member of the class; else "".
+    // The member's name when it is fit for printing and names no other member of the class; else
+    // "".
     std::string_view name(std::uint32_t csu, std::uint32_t index) const;
     // Index of the member with that name; -1 for none, -2 for several.
     std::int64_t index(std::uint32_t csu, std::string_view name) const;

@@ -21,7 +21,8 @@ bool if_parse_number(std::string_view text, std::int64_t &number) {
     auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), magnitude, base);
     if (failure != std::errc() || end != text.data() + text.size() || magnitude > 0xffffffff)
         return false;
-    number = negative ? -static_cast<std::int64_t>(magnitude) : static_cast<std::int64_t>(magnitude);
+    number =
+        negative ? -static_cast<std::int64_t>(magnitude) : static_cast<std::int64_t>(magnitude);
     return true;
 }
 
@@ -34,7 +35,8 @@ IF_RECORD if_new_record(IF_MODEL &model, const IF_LAYOUT &layout, int selector) 
     r.value_count = static_cast<std::uint32_t>(layout.fields.size());
     model.values.resize(model.values.size() + layout.fields.size());
     if (layout.selector_field >= 0)
-        model.value(r, static_cast<unsigned>(layout.selector_field)) = IF_VALUE::of_number(selector);
+        model.value(r, static_cast<unsigned>(layout.selector_field)) =
+            IF_VALUE::of_number(selector);
     return r;
 }
 
@@ -54,7 +56,8 @@ using KIND = IF_TOKEN::KIND;
 
 class text_parser {
 public:
-    text_parser(std::string_view text, IF_DRAFT &draft) : lexer_(text), d_(draft), m_(draft.model) {}
+    text_parser(std::string_view text, IF_DRAFT &draft)
+        : lexer_(text), d_(draft), m_(draft.model) {}
 
     void parse() {
         skip_line_ends();
@@ -65,7 +68,8 @@ public:
         for (skip_line_ends(); lexer_.peek().kind != KIND::end; skip_line_ends()) {
             int heading = heading_of(lexer_.peek());
             if (heading < 0) {
-                if (!in_section) fail("a section heading (options, files, types, globals, initialisers, code)");
+                if (!in_section)
+                    fail("a section heading (options, files, types, globals, initialisers, code)");
                 parse_group();
                 continue;
             }
@@ -99,9 +103,12 @@ private:
         throw IF_TEXT_ERROR{t.place, "expected " + expected + ", found " + if_token_text(t)};
     }
     bool at(KIND kind) const { return lexer_.peek().kind == kind; }
-    bool at_word(std::string_view text) const { return at(KIND::word) && lexer_.peek().text == text; }
+    bool at_word(std::string_view text) const {
+        return at(KIND::word) && lexer_.peek().text == text;
+    }
     void skip_line_ends() {
-        while (at(KIND::line_end)) lexer_.next();
+        while (at(KIND::line_end))
+            lexer_.next();
     }
     void expect_line_end() {
         if (at(KIND::end)) return;
@@ -126,13 +133,12 @@ private:
                                   IF_RANGE range) {
         std::int64_t n = 0;
         if (!if_parse_number(text, n))
-            throw IF_TEXT_ERROR{t.place, std::string("expected a number for ") + what + ", found \"" +
-                                             std::string(text) + "\""};
+            throw IF_TEXT_ERROR{t.place, std::string("expected a number for ") + what +
+                                             ", found \"" + std::string(text) + "\""};
         if (n < range.low || n > range.high)
-            throw IF_TEXT_ERROR{t.place, std::string("expected ") + what + " from " +
-                                             std::to_string(range.low) + " to " +
-                                             std::to_string(range.high) + ", found " +
-                                             std::string(text)};
+            throw IF_TEXT_ERROR{
+                t.place, std::string("expected ") + what + " from " + std::to_string(range.low) +
+                             " to " + std::to_string(range.high) + ", found " + std::string(text)};
         return n;
     }
 
@@ -176,7 +182,8 @@ private:
 
     void parse_group() {
         if (at(KIND::open)) {
-            if (section_ != IF_BODY) fail("a record of section " + std::string(if_section_name[section_]));
+            if (section_ != IF_BODY)
+                fail("a record of section " + std::string(if_section_name[section_]));
             parse_statement();
             return;
         }
@@ -211,7 +218,8 @@ private:
     // Takes the line of a record: its keyword, its fields.
     std::uint32_t parse_record(const IF_LAYOUT &layout) {
         IF_TOKEN keyword = lexer_.next();
-        std::uint32_t index = d_.add_record(section_, layout, std::max(layout.selector, 0), keyword.place);
+        std::uint32_t index =
+            d_.add_record(section_, layout, std::max(layout.selector, 0), keyword.place);
         parse_fields(index, 0);
         expect_line_end();
         return index;
@@ -312,15 +320,14 @@ private:
         IF_TOKEN label = expect_word("a type's name or #number");
         if (!at_word("=")) fail("\"=\"");
         lexer_.next();
-        const IF_LAYOUT *layout =
-            at(KIND::word) ? if_type_kind_named(lexer_.peek().text) : nullptr;
+        const IF_LAYOUT *layout = at(KIND::word) ? if_type_kind_named(lexer_.peek().text) : nullptr;
         if (!layout) fail("a kind of type");
         std::size_t hash = label.text.rfind('#');
         std::string_view name = label.text.substr(0, hash);
         std::uint32_t number = 0;
         if (hash != std::string_view::npos)
-            number = static_cast<std::uint32_t>(number_of(label, label.text.substr(hash + 1),
-                                                          "type number", {1, 0xffffffff}));
+            number = static_cast<std::uint32_t>(
+                number_of(label, label.text.substr(hash + 1), "type number", {1, 0xffffffff}));
         std::uint32_t index = parse_record(*layout);
         d_.labels.push_back({section_, index, name, number, label.place});
     }
@@ -348,9 +355,11 @@ private:
                 if (symbol_name) parse_symbol_number(index, t);
             }
         if (!fields.empty() && fields.back().enc == IF_ENC::list) parse_items(index);
-        while (at(KIND::word)) parse_keyed(index, first, given);
+        while (at(KIND::word))
+            parse_keyed(index, first, given);
         for (std::size_t i = first; i < fields.size(); ++i)
-            if (!given[i] && (fields[i].show == IF_SHOW::keyed || fields[i].show == IF_SHOW::always))
+            if (!given[i] &&
+                (fields[i].show == IF_SHOW::keyed || fields[i].show == IF_SHOW::always))
                 leave_out(index, i);
     }
 
@@ -372,12 +381,13 @@ private:
         std::string_view key = t.text.substr(0, equals);
         for (std::size_t i = first; i < layout.fields.size(); ++i) {
             const IF_FIELD &field = layout.fields[i];
-            if ((field.show != IF_SHOW::keyed && field.show != IF_SHOW::always) || key != field.name)
+            if ((field.show != IF_SHOW::keyed && field.show != IF_SHOW::always) ||
+                key != field.name)
                 continue;
             if (!in_file(field))
-                throw IF_TEXT_ERROR{t.place, "a file of version " +
-                                                 std::to_string(m_.header.version) +
-                                                 " does not hold \"" + std::string(key) + "\" here"};
+                throw IF_TEXT_ERROR{t.place,
+                                    "a file of version " + std::to_string(m_.header.version) +
+                                        " does not hold \"" + std::string(key) + "\" here"};
             if (given[i])
                 throw IF_TEXT_ERROR{t.place, "\"" + std::string(key) + "\" is given twice"};
             given.set(i);
@@ -389,7 +399,8 @@ private:
                 throw IF_TEXT_ERROR{t.place, "expected \"" + std::string(key) + "=\" with a value"};
             return;
         }
-        throw IF_TEXT_ERROR{t.place, "expected " + keys_of(layout, first) + ", found " + if_token_text(t)};
+        throw IF_TEXT_ERROR{t.place,
+                            "expected " + keys_of(layout, first) + ", found " + if_token_text(t)};
     }
 
     void parse_keyed_value(std::uint32_t index, std::size_t slot, const IF_TOKEN &t,
@@ -435,7 +446,8 @@ private:
         case IF_ROLE::alignment: wait(index, slot, IF_DRAFT::measure, place, {}); break;
         case IF_ROLE::type_number: wait(index, slot, IF_DRAFT::type_owner, place, {}); break;
         case IF_ROLE::member_index: wait(index, slot, IF_DRAFT::member_index, place, {}); break;
-        case IF_ROLE::member_offset: d_.auto_offset.resize(m_.values.size());
+        case IF_ROLE::member_offset:
+            d_.auto_offset.resize(m_.values.size());
             d_.auto_offset[d_.record(section_, index).first_value + slot] = true;
             break;
         case IF_ROLE::n_pragmas:
@@ -453,7 +465,8 @@ private:
     }
 
     // One value from a token or from the part of it behind "=".
-    void parse_value(std::uint32_t index, std::size_t slot, const IF_TOKEN &t, std::string_view text) {
+    void parse_value(std::uint32_t index, std::size_t slot, const IF_TOKEN &t,
+                     std::string_view text) {
         const IF_FIELD &field = field_of(index, slot);
         bool is_text = field.enc == IF_ENC::string || field.enc == IF_ENC::counted ||
                        field.enc == IF_ENC::rest;
@@ -467,8 +480,7 @@ private:
         case IF_ROLE::global: wait(index, slot, IF_DRAFT::global_name, t.place, text); return;
         case IF_ROLE::member: {
             std::int64_t n = 0;
-            if (if_parse_number(text, n))
-                break;
+            if (if_parse_number(text, n)) break;
             wait(index, slot, IF_DRAFT::member_name, t.place, text);
             return;
         }
@@ -479,7 +491,8 @@ private:
             }
             break;
         case IF_ROLE::float_text:
-            set(index, slot, IF_VALUE::of_text(t.kind == KIND::string ? string_of(t) : float_of(t)));
+            set(index, slot,
+                IF_VALUE::of_text(t.kind == KIND::string ? string_of(t) : float_of(t)));
             return;
         case IF_ROLE::selector: {
             std::int64_t n = number_of(t, text, field.name, if_range(field.enc));
@@ -494,7 +507,8 @@ private:
     }
 
     IF_VALUE plain_value(const IF_FIELD &field, const IF_TOKEN &t, std::string_view text) {
-        if (field.enc == IF_ENC::string || field.enc == IF_ENC::counted || field.enc == IF_ENC::rest) {
+        if (field.enc == IF_ENC::string || field.enc == IF_ENC::counted ||
+            field.enc == IF_ENC::rest) {
             if (t.kind == KIND::string) return IF_VALUE::of_text(string_of(t));
             if (t.kind != KIND::word || !field.word)
                 throw IF_TEXT_ERROR{t.place, std::string("expected a string for ") + field.name +
@@ -505,8 +519,8 @@ private:
             if (field.words[i] && text == field.words[i])
                 return IF_VALUE::of_number(static_cast<std::int64_t>(i));
         if (!field.bits.empty()) return IF_VALUE::of_number(bits_of(field, t, text));
-        IF_RANGE range = field.enc == IF_ENC::by_type ? IF_RANGE{INT32_MIN, UINT32_MAX}
-                                                      : if_range(field.enc);
+        IF_RANGE range =
+            field.enc == IF_ENC::by_type ? IF_RANGE{INT32_MIN, UINT32_MAX} : if_range(field.enc);
         if (field.enc == IF_ENC::s16) range.high = 0xffff;
         if (field.enc == IF_ENC::uleb) range.low = INT32_MIN;
         std::int64_t n = number_of(t, text, field.name, range);
@@ -522,7 +536,8 @@ private:
             std::string_view word = text.substr(0, comma);
             text.remove_prefix(comma == std::string_view::npos ? text.size() : comma + 1);
             std::size_t i = 0;
-            while (i < field.bits.size() && word != field.bits[i]) ++i;
+            while (i < field.bits.size() && word != field.bits[i])
+                ++i;
             bits |= i < field.bits.size() ? std::int64_t{1} << i
                                           : number_of(t, word, field.name, if_range(field.enc));
         }
@@ -549,15 +564,17 @@ private:
                                 ? std::string_view::npos
                                 : text.rfind(':', second - 1);
         if (first == std::string_view::npos || first == 0)
-            throw IF_TEXT_ERROR{t.place, "expected a position @file:line:column, found " + if_token_text(t)};
+            throw IF_TEXT_ERROR{t.place,
+                                "expected a position @file:line:column, found " + if_token_text(t)};
         IF_RANGE range = if_range(IF_ENC::uleb);
         IF_PSN p;
         p.line = static_cast<std::uint32_t>(
             number_of(t, text.substr(first + 1, second - first - 1), "line", range));
-        p.column = static_cast<std::uint32_t>(number_of(t, text.substr(second + 1), "column", range));
+        p.column =
+            static_cast<std::uint32_t>(number_of(t, text.substr(second + 1), "column", range));
         std::string_view file = text.substr(0, first);
-        p.file = file[0] == '#' ? static_cast<std::uint32_t>(number_of(t, file.substr(1), "file number",
-                                                                       {1, 0xffffffff}))
+        p.file = file[0] == '#' ? static_cast<std::uint32_t>(
+                                      number_of(t, file.substr(1), "file number", {1, 0xffffffff}))
                                 : file_number(file, t.place);
         return p;
     }
@@ -579,7 +596,8 @@ private:
 
     // "@level.index" right behind the name of a symbol record.
     void parse_symbol_number(std::uint32_t index, const IF_TOKEN &name) {
-        std::size_t at_sign = name.kind == KIND::word ? name.text.find('@') : std::string_view::npos;
+        std::size_t at_sign =
+            name.kind == KIND::word ? name.text.find('@') : std::string_view::npos;
         if (at_sign != std::string_view::npos)
             wait(index, 0, IF_DRAFT::symbol_check, name.place, name.text.substr(at_sign));
         else if (name.kind == KIND::string && at(KIND::word) && lexer_.peek().adjacent &&
@@ -594,11 +612,13 @@ private:
         const auto &fields = layout.fields.back().items;
         std::int64_t count = 0;
         if (fields.size() == 1)
-            for (; at(KIND::string); ++count) add_item(index, fields[0]);
+            for (; at(KIND::string); ++count)
+                add_item(index, fields[0]);
         else
             for (; at(KIND::open_list); ++count) {
                 lexer_.next();
-                for (const IF_FIELD &field : fields) add_item(index, field);
+                for (const IF_FIELD &field : fields)
+                    add_item(index, field);
                 if (!at(KIND::close_list)) fail("\"]\"");
                 lexer_.next();
             }
@@ -617,7 +637,8 @@ private:
     // --- trees
 
     void parse_statement() {
-        std::uint32_t index = d_.add_record(section_, *if_record_named("stmt"), 0, lexer_.peek().place);
+        std::uint32_t index =
+            d_.add_record(section_, *if_record_named("stmt"), 0, lexer_.peek().place);
         parse_tree();
         std::bitset<32> given;
         if (at(KIND::word)) parse_keyed(index, 0, given);
@@ -662,8 +683,9 @@ private:
         IF_TOKEN bracket = lexer_.next();
         if (!open_.empty() && open_.back().operands == open_.back().arity) {
             const IF_RECORD &parent = d_.record(section_, open_.back().index);
-            throw IF_TEXT_ERROR{bracket.place, "expected \")\": " + if_opcode_name(parent.selector) +
-                                                   " has " + operands_text(open_.back().arity)};
+            throw IF_TEXT_ERROR{bracket.place,
+                                "expected \")\": " + if_opcode_name(parent.selector) + " has " +
+                                    operands_text(open_.back().arity)};
         }
         if (open_.size() == if_max_tree_depth)
             throw IF_TEXT_ERROR{bracket.place, "expected a tree of at most " +
@@ -672,11 +694,13 @@ private:
         IF_TOKEN head = expect_word("an opcode");
         std::size_t colon = head.text.find(':');
         int op = if_opcode_of_name(head.text.substr(0, colon));
-        if (op < 0) throw IF_TEXT_ERROR{head.place, "expected an opcode, found " + if_token_text(head)};
+        if (op < 0)
+            throw IF_TEXT_ERROR{head.place, "expected an opcode, found " + if_token_text(head)};
         const IF_LAYOUT &layout = *if_layout(IF_TAG_node, op);
         std::uint32_t index = d_.add_record(section_, layout, op, bracket.place);
         if (colon != std::string_view::npos)
-            wait(index, IF_NODE::type, IF_DRAFT::type_name, head.place, head.text.substr(colon + 1));
+            wait(index, IF_NODE::type, IF_DRAFT::type_name, head.place,
+                 head.text.substr(colon + 1));
         open_.push_back({index, if_file_arity(op), 0});
         parse_fields(index, IF_NODE::payload);
         if (op == OP::SWITCH &&
@@ -687,8 +711,9 @@ private:
     void close_node() {
         const open_node node = open_.back();
         if (node.operands < node.arity)
-            fail(std::string("another operand, ") + if_opcode_name(d_.record(section_, node.index).selector) +
-                 " has " + operands_text(node.arity));
+            fail(std::string("another operand, ") +
+                 if_opcode_name(d_.record(section_, node.index).selector) + " has " +
+                 operands_text(node.arity));
         open_.pop_back();
         close_group(node.index);
         if (open_.empty()) lexer_.set_in_tree(false);
@@ -701,14 +726,17 @@ private:
 };
 } // namespace
 
-void if_parse_text(std::string_view text, IF_DRAFT &draft) { text_parser(text, draft).parse(); }
+void if_parse_text(std::string_view text, IF_DRAFT &draft) {
+    text_parser(text, draft).parse();
+}
 
 bool if_bytes_of(std::string_view text, std::string &bytes, std::string &error) {
     bytes.clear();
     error.clear();
     IF_DRAFT draft;
     auto complain = [&](IF_PLACE place, const std::string &message) {
-        error = std::to_string(place.line) + ":" + std::to_string(place.column) + ": " + message + "\n";
+        error =
+            std::to_string(place.line) + ":" + std::to_string(place.column) + ": " + message + "\n";
         bytes.clear();
         return false;
     };

@@ -28,14 +28,14 @@ public:
             file_is_named_.push_back(fresh && if_is_file_word(m_.file_name(i)));
         }
         std::size_t n = 0;
-        for (const IF_RECORD &r : m_.sections[IF_GLOBALS].records) n += r.tag == IF_TAG_symbol;
+        for (const IF_RECORD &r : m_.sections[IF_GLOBALS].records)
+            n += r.tag == IF_TAG_symbol;
         positions_ = if_body_positions(m_, n);
     }
 
     std::string print() {
         print_header();
-        for (IF_SECTION_ID id :
-             {IF_OPTIONS, IF_FILES, IF_TYPES, IF_GLOBALS, IF_INIT, IF_BODY})
+        for (IF_SECTION_ID id : {IF_OPTIONS, IF_FILES, IF_TYPES, IF_GLOBALS, IF_INIT, IF_BODY})
             if (m_.sections[id].present && (id != IF_BODY || !m_.sections[id].records.empty()))
                 print_section(id);
         return std::move(out_);
@@ -50,8 +50,8 @@ private:
     std::vector<bool> file_is_named_;
     std::vector<std::uint32_t> positions_; // of the bodies of file-level symbols
     std::unordered_map<std::uint32_t, std::string> type_texts_;
-    std::uint32_t last_type_ = 0;         // number in the type record before
-    std::int64_t last_member_ = 0;        // index in the member record before, 0 for none
+    std::uint32_t last_type_ = 0;  // number in the type record before
+    std::int64_t last_member_ = 0; // index in the member record before, 0 for none
     std::string out_;
     std::string heads_; // of the nodes of the current tree
     struct node_text {
@@ -166,12 +166,9 @@ private:
         const IF_VALUE &v = m_.value(r, static_cast<unsigned>(slot));
         switch (field.role) {
         case IF_ROLE::typeref:
-        case IF_ROLE::type_number:
-            out += type_text(static_cast<std::uint32_t>(v.number));
-            return;
+        case IF_ROLE::type_number: out += type_text(static_cast<std::uint32_t>(v.number)); return;
         case IF_ROLE::symbol_level:
-            append_symbol(out, v.number, next(),
-                          r.layout->fields[slot + 1].enc == IF_ENC::sleb);
+            append_symbol(out, v.number, next(), r.layout->fields[slot + 1].enc == IF_ENC::sleb);
             return;
         case IF_ROLE::global: append_global(out, v.number); return;
         case IF_ROLE::member: {
@@ -318,7 +315,8 @@ private:
         last_type_ = 0;
         last_member_ = 0;
         std::uint32_t i = 0;
-        while (i < section.records.size()) i = print_record(id, section, i, 0);
+        while (i < section.records.size())
+            i = print_record(id, section, i, 0);
     }
 
     // Indentation of a record's line in the main body, from the level before it was stepped over.
@@ -373,14 +371,15 @@ private:
                 print_tree(section, next, indent + 2);
                 out_ += '\n';
             }
-        while (next < r.end) next = print_record(id, section, next, extra_indent + 2);
+        while (next < r.end)
+            next = print_record(id, section, next, extra_indent + 2);
         return next;
     }
 
     void print_keyword(const IF_RECORD &r, bool below) {
         if (r.tag == IF_TAG_type && !if_kind_is_list_element(r.selector)) {
-            out_ += "type " + type_label(static_cast<std::uint32_t>(m_.number(r, IF_TYPE::number))) +
-                    " = ";
+            out_ += "type " +
+                    type_label(static_cast<std::uint32_t>(m_.number(r, IF_TYPE::number))) + " = ";
         } else if (r.tag == IF_TAG_type && r.selector != IF_KIND_list &&
                    r.selector != IF_KIND_end_list)
             out_ += "  ";
@@ -393,8 +392,8 @@ private:
 
     // "name@level.index" of the symbol just entered.
     void append_symbol_line(const IF_RECORD &r) {
-        const auto &table =
-            symbols_.scopes().level() == 0 ? symbols_.scopes().globals() : symbols_.scopes().locals();
+        const auto &table = symbols_.scopes().level() == 0 ? symbols_.scopes().globals()
+                                                           : symbols_.scopes().locals();
         out_ += ' ';
         std::string_view name = m_.text(r, IF_SYM::name);
         if (if_is_bare_name(name))
@@ -478,9 +477,19 @@ std::string if_text_of_model(const IF_MODEL &model, const IF_TEXT_OPTIONS &optio
     return text_printer(model, options).print();
 }
 
+std::string if_error_lines(const IF_MODEL &model, const std::string &prefix) {
+    constexpr std::size_t shown = 10;
+    std::string lines;
+    for (std::size_t i = 0; i < model.errors.size() && i < shown; ++i)
+        lines += prefix + "offset " + std::to_string(model.errors[i].offset) + ": " +
+                 model.errors[i].message + "\n";
+    if (model.errors.size() > shown)
+        lines += prefix + std::to_string(model.errors.size() - shown) + " more errors\n";
+    return lines;
+}
+
 bool if_text_of(std::string_view bytes, const IF_TEXT_OPTIONS &options, std::string &text,
                 std::string &error) {
-    constexpr std::size_t shown = 10;
     IF_MODEL model;
     text.clear();
     error.clear();
@@ -488,11 +497,7 @@ bool if_text_of(std::string_view bytes, const IF_TEXT_OPTIONS &options, std::str
         text = if_text_of_model(model, options);
         return true;
     }
-    for (std::size_t i = 0; i < model.errors.size() && i < shown; ++i)
-        error += "offset " + std::to_string(model.errors[i].offset) + ": " +
-                 model.errors[i].message + "\n";
-    if (model.errors.size() > shown)
-        error += std::to_string(model.errors.size() - shown) + " more errors\n";
+    error = if_error_lines(model, {});
     return false;
 }
 

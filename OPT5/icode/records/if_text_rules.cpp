@@ -19,11 +19,13 @@ std::int64_t if_type_measure(const IF_MODEL &model, std::uint32_t type, IF_ROLE 
 
 std::int64_t if_count_entries(const IF_SECTION &section, std::uint32_t index) {
     std::int64_t n = 0;
-    for (std::uint32_t i = index + 1; i < section.records[index].end; i = section.records[i].end) ++n;
+    for (std::uint32_t i = index + 1; i < section.records[index].end; i = section.records[i].end)
+        ++n;
     return n;
 }
 
-std::int64_t if_count_clauses(const IF_MODEL &model, const IF_SECTION &section, std::uint32_t index) {
+std::int64_t if_count_clauses(const IF_MODEL &model, const IF_SECTION &section,
+                              std::uint32_t index) {
     if (section.records[index].end == index + 1) return 0;
     const IF_RECORD &r = section.records[index + 1];
     return r.tag == IF_TAG_catch ? model.number(r, 0) : 0;

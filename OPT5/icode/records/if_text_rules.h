@@ -12,7 +12,8 @@ int if_measure_slot(const IF_LAYOUT &layout, IF_ROLE role);
 // Entries behind the exception table head at `index`, by the records that follow.
 std::int64_t if_count_entries(const IF_SECTION &section, std::uint32_t index);
 // Clauses in the catch list behind the exception table entry at `index`.
-std::int64_t if_count_clauses(const IF_MODEL &model, const IF_SECTION &section, std::uint32_t index);
+std::int64_t if_count_clauses(const IF_MODEL &model, const IF_SECTION &section,
+                              std::uint32_t index);
 // CASEs in the left-towered chain under the SWITCH at `index`.
 std::int64_t if_count_cases(const IF_SECTION &section, std::uint32_t index);
 
