@@ -159,6 +159,39 @@ public:
     bool is_signed() const;
     bool is_unsigned() const;
     bool is_vararg() const; // functions: extra arguments allowed
+    bool is_ikind(IKIND kind) const { return is_integer() && stds()->sub.integer.ikind == kind; }
+    bool is_fkind(FKIND kind) const { return is_floating() && stds()->sub.floating.fkind == kind; }
+    bool is_bool() const { return is_ikind(BOOL); }
+    bool is_schar() const { return is_ikind(SCHAR); }
+    bool is_uchar() const { return is_ikind(UCHAR); }
+    bool is_wchar_t() const { return is_ikind(WCHAR_T); }
+    bool is_short() const { return is_ikind(SHORT); }
+    bool is_ushort() const { return is_ikind(USHORT); }
+    bool is_int() const { return is_ikind(INT); }
+    bool is_uint() const { return is_ikind(UINT); }
+    bool is_long() const { return is_ikind(LONG); }
+    bool is_ulong() const { return is_ikind(ULONG); }
+    bool is_llong() const { return is_ikind(LLONG); }
+    bool is_ullong() const { return is_ikind(ULLONG); }
+    bool is_float() const { return is_fkind(FLOAT); }
+    bool is_double() const { return is_fkind(DOUBLE); }
+    bool is_ldouble() const { return is_fkind(LDOUBLE); }
+    bool is_plain_char() const; // written without signed or unsigned
+    bool is_complex() const { return skind() == COMPLEX; }
+    bool part_is(bool (TYPE::*query)() const) const; // complex, and its parts answer yes
+    bool is_cchar() const { return part_is(&TYPE::is_schar) || part_is(&TYPE::is_uchar); }
+    bool is_cshort() const { return part_is(&TYPE::is_short); }
+    bool is_cint() const { return part_is(&TYPE::is_int); }
+    bool is_clong() const { return part_is(&TYPE::is_long); }
+    bool is_cllong() const { return part_is(&TYPE::is_llong); }
+    bool is_cfloat() const { return part_is(&TYPE::is_float); }
+    bool is_cdouble() const { return part_is(&TYPE::is_double); }
+    int rank() const;       // integers: the order of conversion; else tp_die
+    // Bits of the memory that holds a value: scalars take a power of two.
+    std::uint64_t storage_size() const;
+    TYPE *getd(KIND kind) const; // the first layer of that kind below typedefs; else tp_die
+    TYPE *getr(KIND kind) const; // stds() when it is of that kind; else tp_die
+    TYPE *part_type() const;     // complex
     TYPE *type_pointed_to() const; // pointer or reference
     TYPE *elem_type() const;
     TYPE *return_type() const;
