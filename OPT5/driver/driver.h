@@ -13,7 +13,8 @@ void open_files(int argc, char **argv);
 // Closes both intermediate files, which writes the trailer of the output, then log and information
 // file. An output that could not be written completely is removed, and the run ends with 1.
 void close_files();
-// Removes the output file if it is an ordinary file, so that nothing half-written stays behind.
+// Removes the output file if it is an ordinary one that close_files() has not finished, so that
+// nothing half-written stays behind. Fit to be called by a signal handler.
 void remove_output();
 
 // Opens the debug log, named after the input with ".odb", or with ".<suffix>.odb" for the log of

@@ -19,7 +19,9 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -33,6 +35,8 @@ int argument_count = 0, argument_cursor = 0;
 const char *next_arg() {
     return argument_cursor + 1 < argument_count ? arguments[++argument_cursor] : nullptr;
 }
+
+volatile bool output_is_unfinished = false; // read by signal handlers
 
 FILE *log_before_function = nullptr; // what restore_debug_log() goes back to
 bool function_log_is_open = false;
@@ -152,12 +156,9 @@ void open_output() {
                      std::strerror(errno));
         if_exit(1);
     }
+    output_is_unfinished = true;
     o_file = I_FILE::if_create(stream, tp, i_file->name.c_str());
-    if_exit_hook = [] {
-        if (o_file) o_file->if_close(false, true);
-        o_file = nullptr;
-        remove_output();
-    };
+    std::atexit(remove_output); // whatever ends the run before close_files() has been through
     for (const OPTION_RECORD &record : icode_optionlist)
         if (record.id != 0 || !record.args.empty() || icode_optionlist.size() > 1)
             o_file->if_enter_option_set(record.id, record.args);
@@ -224,8 +225,9 @@ void open_files(int argc, char **argv) {
 }
 
 void remove_output() {
-    std::error_code error;
-    if (o_file_name[0] && fs::is_regular_file(o_file_name, error)) fs::remove(o_file_name, error);
+    struct stat status;
+    if (output_is_unfinished && stat(o_file_name, &status) == 0 && S_ISREG(status.st_mode))
+        unlink(o_file_name);
 }
 
 void close_files() {
@@ -238,7 +240,7 @@ void close_files() {
                      o_file_name, std::strerror(errno));
         if_exit(1);
     }
-    if_exit_hook = nullptr;
+    output_is_unfinished = false;
     if (print_debug && fdebug) {
         std::fprintf(fdebug, "\n== END OF DEBUG OUTPUT==\n");
         std::fclose(fdebug);

@@ -73,6 +73,7 @@ constexpr FLAG_DEFAULT defaults[] = {
     {&remove_hooks_when_inlining, 0},
     {&inhibit_clustering, 0},
     {&decode_mangle_scheme, 0},
+    {&TYPE_PKG::abi, 0},
 };
 
 // Options that set a flag to a constant.

@@ -1,6 +1,7 @@
 #include "OPT5/driver/signals.h"
 
 #include "DIAG/signals.h"
+#include "OPT5/driver/driver.h"
 #include "OPT5/driver/log.h"
 #include "OPT5/rep/program.h"
 
@@ -40,6 +41,7 @@ void optimizer_handler(int signal_number) {
         entered = true;
         function = skip_name_prefix(currfunc->name);
     }
+    remove_output();
     common_signal_handler(signal_number, "quillopt", "while processing function %s file %s",
                           function, i_file_name);
 }

@@ -3,17 +3,12 @@
 #include <cstdio>
 #include <cstdlib>
 
-void (*if_exit_hook)() = nullptr;
 void (*if_context_hook)() = nullptr;
 
 void if_exit(int status) {
     if (auto hook = if_context_hook) {
-        if_context_hook = nullptr;
+        if_context_hook = nullptr; // a failure inside the hook must not come back here
         if (status != 0) hook();
-    }
-    if (auto hook = if_exit_hook) {
-        if_exit_hook = nullptr; // a failure inside the hook must not come back here
-        hook();
     }
     std::fflush(nullptr);
     std::exit(status);
