@@ -3,6 +3,8 @@
 
 #include "OPT5/rep/types.h"
 
+#include <span>
+
 class TYPE_PKG {
 public:
     TYPE_PKG();
@@ -21,7 +23,13 @@ public:
     void normalize_basic_types();
 
     // Gives `type` its uid below `base`, or returns the equal type that was there (deleting `type`).
+    // A type that is not valid yet, or has a uid, is given back as it is. Types built on themselves
+    // or nested too deeply end the run.
     TYPE *register_type(TYPE *type, TYPE *base);
+    std::uint32_t assign_uid(TYPE *type);
+    // Removes a type and all that is built on it. With `keep_based`, a type on which others are
+    // built stays. `unregistered` says that no list holds the type. Nothing else may refer to it.
+    void delete_type_tree(TYPE *type, bool keep_based, bool unregistered);
     // The last list of a function, enum or class has come; may return an equal existing type.
     TYPE *type_frozen(TYPE *type);
     static TYPE *base_type(TYPE *type);
@@ -29,6 +37,8 @@ public:
     // Constructors. All return an interned type; those of functions, enums and classes return an
     // open one, which the append_* operations fill and type_frozen closes.
     TYPE *mk_void();
+    TYPE *mk_boolean_int(TYPE::IKIND kind); // a basic type that holds truth values
+    TYPE *mk_ptm_int();                     // the integer that stands for a pointer to data member
     TYPE *mk_int(TYPE::IKIND kind, bool explicit_sign, std::uint32_t size, std::uint32_t align,
                  bool is_boolean = false, bool plain = false);
     TYPE *mk_int(TYPE::IKIND kind, bool explicit_sign = false); // this target's basic type
@@ -43,7 +53,12 @@ public:
     TYPE *mk_qual(TYPE *base, unsigned bits); // size and alignment of the base
     TYPE *mk_array(TYPE *elem, std::uint32_t count, std::uint32_t size, std::uint32_t align, bool cpp, bool complete);
     TYPE *mk_array(TYPE *elem, std::uint32_t count);
-    TYPE *mk_vector(TYPE *elem, std::uint32_t count, std::uint32_t size, std::uint32_t align);
+    TYPE *mk_array(TYPE *elem); // of unknown bound
+    TYPE *mk_array(TYPE *elem, std::int32_t low_bound, std::uint32_t count);
+    TYPE *mk_array(TYPE *elem, std::span<const std::uint32_t> counts); // of arrays; outermost first
+    TYPE *mk_vector(TYPE *elem, std::uint32_t count, std::uint32_t size, std::uint32_t align,
+                    bool cpp = false, bool complete = true);
+    TYPE *mk_vpred(std::uint32_t lanes); // a truth value for each lane of a vector
     TYPE *mk_ptm(TYPE *member, TYPE *csu, std::uint32_t size, std::uint32_t align);
     TYPE *mk_func(TYPE *result, bool flag1, bool flag2, unsigned calling_convention, bool cpp);
     TYPE *mk_enum(std::string_view name, std::uint32_t size, std::uint32_t align, TYPE *underlying, bool cpp, PSN *psn);
@@ -78,6 +93,18 @@ public:
     TYPE *void_type() const { return basic_void; }
     TYPE *void_ptr_type() const { return basic_void_ptr; }
 
+    // --- names of classes
+    static bool is_fake_name(std::string_view name);       // made by the package
+    static const char *fix_fake_name(const char *name);    // for printing
+
+    // --- statistics and dumps
+    struct DB_STATS {
+        std::uint32_t registered[16] = {}, duplicates[16] = {}; // by kind
+    };
+    const DB_STATS &db_stats() const { return statistics; }
+    void print_stats(std::FILE *stream) const;
+    void dump_all(std::FILE *stream) const; // all types, in uid order
+
     // All registered types in uid order (types deleted as duplicates are not in it).
     const std::vector<TYPE *> &all_types() const { return registry; }
 
@@ -89,4 +116,6 @@ public:
     TYPE *basic_void_ptr = nullptr;
     std::vector<TYPE *> registry;
     std::uint32_t next_uid = 1;
+    std::uint32_t next_fake_name = 1;
+    DB_STATS statistics;
 };

@@ -7,6 +7,7 @@
 #include <boost/unordered_map.hpp>
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -108,6 +109,8 @@ public:
     TYPE *equiv = nullptr;       // next in the chain of equivalents; null: canonical
     PSN *psn = nullptr;
     std::uint32_t tu = 0;
+    std::uint16_t depth = 0; // layers of derivation below; classes, and types below the root, have 0
+    const std::string *mapname = nullptr; // key under which the type is listed in its base; not owned
 
     // --- sub-part, by kind
     union SUB {
@@ -118,7 +121,7 @@ public:
         struct { TYPE *pointee; } pointer; // and reference
         struct { TYPE *base; unsigned bits; } qualified;
         struct { TYPE *base; const char *name; } typedef_;
-        struct { TYPE *elem; std::uint32_t count; bool is_vector, is_struct_vector, is_complete; } array;
+        struct { TYPE *elem; std::uint32_t count; bool is_vector, is_struct_vector, is_complete; std::int32_t low_bound; } array;
         struct { TYPE *member; TYPE *csu; } ptm;
         struct { TYPE *result; PARAM_ELEM *params; std::uint8_t cc_kind; bool flag1, flag2; } func; // flag1: variadic; flag2: prototyped
         struct { TYPE *underlying; ETOR_ELEM *etors; const char *name; } enum_;
@@ -203,17 +206,68 @@ public:
     TYPE *canonical();            // end of the chain of equivalents
     int ekind() const;
     std::string printstr() const; // C-like spelling
+
+    bool is_vpred() const; // a vector of boolean integers, see TYPE_PKG::mk_vpred
+    const char *name() const;  // of a typedef, enum or class; "" for other kinds
+    bool is_complete() const;  // false for void, classes not defined yet, arrays of unknown bound
+    void set_is_complete(bool complete); // classes and arrays; else tp_die
+    bool is_lowered() const { return lowered; }
+    void set_is_lowered(bool is) { lowered = is; }
+    TYPE *stqs() const;                 // typedefs stripped at the top, qualifiers kept
+    CSU *getr_csu() const;              // as get_csu
+    bool has_flex_array_member() const; // a class whose last member is an array of unknown bound
+    TYPE *normalized_type_uncached();
+    void print(std::FILE *stream) const;   // printstr
+    void println(std::FILE *stream) const; // and a newline
+    void dump(std::FILE *stream) const;    // one line with marks and base
+
+    // --- registration (type_pkg*.cpp)
+    // The key of this type among the types built on its base: the same for equal types only, made
+    // from values and unique ids. Enums and classes are equal to none, their keys are not unique.
+    std::string map_name() const;
+    // Joins the chains of the two; the canonical type of `type` is that of both from now on.
+    void set_equiv(TYPE *type);
+    // Ends the run when no more may be added to the type; `where` is the end of the message.
+    void check_nfrozen(const char *where) const;
+    void dump_based_list(std::FILE *stream) const; // the types built on this one, in uid order
 };
 
 extern TYPE_PKG *tp;      // the current package
 extern TYPE *root_type;   // base of all types not built on another
 extern int icode_cpu_id;
 
-TYPE *promoted_type(TYPE *type);
-TYPE *combined_type_for_types(TYPE *a, TYPE *b);
-TYPE *combined_type(NODE *a, NODE *b);
+// --- relations
 bool exact_types(const TYPE *a, const TYPE *b);
 bool compatible_types(TYPE *a, TYPE *b, bool loose = false);
 bool equiv_mtypes(TYPE *a, TYPE *b);
+bool is_same_sign(const TYPE *a, const TYPE *b);
+bool mdata_equal(const fkMDATA *a, const fkMDATA *b); // of whole lists
+
+// --- the optimizer's conversions and questions
+TYPE *promoted_type(TYPE *type);
+TYPE *combined_type_for_types(TYPE *a, TYPE *b);
+TYPE *combined_type(NODE *a, NODE *b);
 NODE *coerce_to_type(TYPE *type, NODE *tree);
-void init_types();
+TYPE *normalized_underlying_type(TYPE *type); // of an enum; other types: their normalized form
+TYPE *essential_type(TYPE *type);             // normalized, without qualifiers
+TYPE *next_wider_type(TYPE *type);            // same sign; null when there is none
+TYPE *wide_enough_int_type(std::uint32_t bits, bool is_signed); // null when there is none
+TYPE *type_of_nth_parameter(const TYPE *function, int n);       // n from 0; null when there is none
+bool value_fits_in_type(const INT65 &value, const TYPE *type);
+INT65 type_mask(const TYPE *type);
+INT65 int_type_max(const TYPE *type);
+INT65 int_type_min(const TYPE *type);
+bool is_field_member_of_type(const fkMDATA *member, const TYPE *csu);
+bool csu_type_has_only_simple_scalar_members(const TYPE *csu);
+bool is_type_component_of_type(TYPE *part, TYPE *whole);
+bool type_is_contained_in_type(TYPE *part, TYPE *whole);
+bool types_contained_in_union(TYPE *a, TYPE *b, TYPE *whole);
+bool type_may_alias_type(TYPE *a, TYPE *b);
+bool type_may_contain_volatile(const TYPE *type);
+
+// --- sizes of this target (type_pkg*.cpp)
+void init_types(); // makes the complex forms of the basic types of `tp`, then sets the two below
+extern std::uint32_t max_scalar_alignment; // bits
+extern std::uint32_t pointer_type_stride;  // bits
+std::uint32_t type_stride(const TYPE *type); // size rounded up to the alignment, bits
+TYPE *get_complex_type(TYPE *part);          // its complex form: twice the size, aligned as the part
