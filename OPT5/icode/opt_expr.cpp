@@ -150,7 +150,8 @@ void BASE_NODE::mk_lcon(std::string_view text) {
     }
     if (!minus) value = -value;
     op = OP::ICON;
-    payload(this).lval = type ? truncate_to_type(value, type) : value;
+    const bool is_integer = type && (type->is_int_or_enum() || type->is_ptr());
+    payload(this).lval = is_integer ? truncate_to_type(value, type) : value;
 }
 
 void BASE_NODE::mk_fcon(std::string_view text) {
