@@ -272,7 +272,7 @@ private:
                                     "expected at most " + std::to_string(if_range(field.enc).high) +
                                         " records behind this one, found " + std::to_string(n)};
             d_.set(section_, index, slot, n);
-        } else if (given != n)
+        } else if (given != n && (given > 0 || n > 0)) // a negative count stands for none
             throw IF_TEXT_ERROR{d_.places[section_][index],
                                 std::string("expected ") + field.name + "=" + std::to_string(n) +
                                     ", as many as there are, found " + std::to_string(given)};
@@ -300,6 +300,9 @@ private:
         IF_TOKEN keyword = lexer_.next();
         IF_TOKEN t = expect_word("a tag");
         std::int64_t tag = number_of(t, t.text, "tag", {0, if_end_tag - 1});
+        if (if_prefix_layout(static_cast<int>(tag)))
+            throw IF_TEXT_ERROR{t.place, "expected a tag that no record has, found " +
+                                             std::string(t.text)};
         if (!at(KIND::string)) fail("the record's bytes as a string");
         IF_RECORD r;
         r.tag = static_cast<std::uint8_t>(tag);
@@ -496,6 +499,11 @@ private:
             return;
         case IF_ROLE::selector: {
             std::int64_t n = number_of(t, text, field.name, if_range(field.enc));
+            if (if_layout(d_.record(section_, index).tag, static_cast<int>(n)) !=
+                d_.record(section_, index).layout)
+                throw IF_TEXT_ERROR{t.place, std::string("expected a ") + field.name +
+                                                 " that has no keyword of its own, found " +
+                                                 std::string(text)};
             d_.record(section_, index).selector = static_cast<std::uint8_t>(n);
             break;
         }
