@@ -117,6 +117,10 @@ bool IF_CLIENT::cl_magic(int, int) {
 }
 
 void IF_CLIENT::cl_option_set(unsigned id, unsigned, const std::vector<std::string> &args) {
+    // Each set becomes a whole option_obj: some bytes of a file must not become gigabytes.
+    constexpr std::size_t max_option_sets = 10'000;
+    if (icode_optionlist.size() >= max_option_sets)
+        abort_optimizer("The intermediate file has too many option sets");
     icode_optionlist.push_back({id, args});
 }
 
