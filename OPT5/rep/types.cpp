@@ -50,6 +50,12 @@ bool TYPE::is_struct_vector() const {
     return type->kind_ == ARRAY && type->sub.array.is_struct_vector;
 }
 
+bool TYPE::is_vpred() const {
+    if (!is_vector()) return false;
+    const TYPE *elem = stds()->sub.array.elem;
+    return elem && elem->is_integer() && (elem->is_bool() || elem->stds()->sub.integer.is_boolean);
+}
+
 bool TYPE::is_arithmetic() const {
     return (arithmetic_kinds >> skind() & 1) != 0;
 }
@@ -211,4 +217,79 @@ TYPE *TYPE::type_qualified() const {
         type = array->pkg->replace_array_elem(array, elem, type);
     }
     return type;
+}
+
+TYPE *TYPE::stqs() const {
+    // Qualifiers between typedefs move to the outside.
+    unsigned bits = 0;
+    bool saw_typedef = false;
+    const TYPE *type = this;
+    while (type->kind_ == QUALIFIED || type->kind_ == TYPEDEF) {
+        TYPE *below = nullptr;
+        if (type->kind_ == TYPEDEF) {
+            saw_typedef = true;
+            below = type->sub.typedef_.base;
+        } else {
+            bits |= type->sub.qualified.bits;
+            below = type->sub.qualified.base;
+        }
+        if (!below) break;
+        type = below;
+    }
+    if (!saw_typedef) return const_cast<TYPE *>(this);
+    if (bits == 0) return const_cast<TYPE *>(type);
+    if (!pkg) tp_die("orphan type:  TYPE::stqs()");
+    return pkg->mk_qual(const_cast<TYPE *>(type), bits, type->size_,
+                        (bits & TQ_packed) != 0 ? 16 : type->align_);
+}
+
+// --- names and completeness
+
+const char *TYPE::name() const {
+    const TYPE *type = this;
+    while (type->kind_ == QUALIFIED && type->sub.qualified.base)
+        type = type->sub.qualified.base;
+    switch (type->kind_) {
+    case TYPEDEF: return type->sub.typedef_.name;
+    case ENUM: return type->sub.enum_.name;
+    case CLASS:
+    case STRUCT:
+    case UNION: return type->sub.csu->name;
+    default: return "";
+    }
+}
+
+bool TYPE::is_complete() const {
+    // An array is as complete as its innermost element.
+    const TYPE *type = stds();
+    while (type->kind_ == ARRAY) {
+        if (!type->sub.array.is_complete || !type->sub.array.elem) return false;
+        type = type->sub.array.elem->stds();
+    }
+    if (type->kind_ >= CLASS) return type->sub.csu->is_complete;
+    return type->kind_ != VOID_;
+}
+
+void TYPE::set_is_complete(bool complete) {
+    TYPE *type = stds();
+    if (type->kind_ == ARRAY)
+        type->sub.array.is_complete = complete;
+    else if (type->kind_ >= CLASS)
+        type->sub.csu->is_complete = complete;
+    else
+        tp_die("Bad kind:  TYPE::set_is_complete()");
+}
+
+CSU *TYPE::getr_csu() const {
+    return get_csu();
+}
+
+bool TYPE::has_flex_array_member() const {
+    if (!is_csu()) return false;
+    const fkMDATA *last = get_csu()->mdata;
+    while (last && last->next)
+        last = last->next;
+    if (!last || !last->type->is_array()) return false;
+    const TYPE *array = last->type->stds();
+    return !array->sub.array.is_complete && !array->sub.array.is_vector;
 }
