@@ -269,5 +269,5 @@ bool type_may_contain_volatile(const TYPE *type);
 void init_types(); // makes the complex forms of the basic types of `tp`, then sets the two below
 extern std::uint32_t max_scalar_alignment; // bits
 extern std::uint32_t pointer_type_stride;  // bits
-std::uint32_t type_stride(const TYPE *type); // size rounded up to the alignment, bits
+std::uint64_t type_stride(const TYPE *type); // size rounded up to the alignment, bits
 TYPE *get_complex_type(TYPE *part);          // its complex form: twice the size, aligned as the part
