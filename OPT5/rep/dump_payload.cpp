@@ -108,8 +108,7 @@ void append_payload(std::string &out, const NODE *node, std::size_t limit) {
 }
 
 const NODE *skip_ssa_operators(const NODE *node) {
-    while (node && (node->op == OP::SSA_USE || node->op == OP::SSA_DEF || node->op == OP::SSA_MU ||
-                    node->op == OP::SSA_CHI))
+    while (node && is_ssa_wrapper(node))
         node = node->left;
     return node;
 }

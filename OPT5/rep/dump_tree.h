@@ -15,6 +15,9 @@ void append_escaped(std::string &out, std::string_view bytes, char quote);
 // `limit` bytes of a text only the first are given, with "..." behind them.
 void append_payload(std::string &out, const NODE *node, std::size_t limit);
 
-// The same node without the operators that only wrap a value for an analysis: SSA_USE, SSA_DEF,
-// SSA_MU and SSA_CHI. Null when nothing is below them.
-const NODE *skip_ssa_operators(const NODE *node);
+// The operators that only wrap a tree for an analysis.
+inline bool is_ssa_wrapper(const NODE *node) {
+    return node->op == OP::SSA_USE || node->op == OP::SSA_DEF || node->op == OP::SSA_MU ||
+           node->op == OP::SSA_CHI;
+}
+const NODE *skip_ssa_operators(const NODE *node); // null when nothing is below them

@@ -46,8 +46,8 @@ private:
     void complain(const char *message, const NODE *node);
     void complain_of_block(const char *message, const BBLK *bb);
     void complain_of_operator(const char *message, int expected, const NODE *node);
-    // Whether `tree`, an operand of `node`, has this operator.
-    bool require_operator(int op, const NODE *tree, const NODE *node);
+    // `tree`, an operand of `node`, without wrappers if it has this operator then; else null.
+    const NODE *require_operator(int op, const NODE *tree, const NODE *node);
 
     const FUNINFO *const funinfo;
     const bool is_variadic, returns_by_cctor;

@@ -71,12 +71,12 @@ void STMT_VALIDATOR::complain_of_operator(const char *message, int expected, con
     dprintf("\tin statement: %s\n", infix_text(stmt, longest_text).c_str());
 }
 
-bool STMT_VALIDATOR::require_operator(int op, const NODE *tree, const NODE *node) {
+const NODE *STMT_VALIDATOR::require_operator(int op, const NODE *tree, const NODE *node) {
     tree = skip_CSE_operators(skip_ssa_operators(tree));
-    if (tree && tree->op == op) return true;
+    if (tree && tree->op == op) return tree;
     complain_of_operator(tree ? "Unexpected operator in tree node" : "Unexpected NULL tree node",
                          op, node);
-    return false;
+    return nullptr;
 }
 
 // --- blocks and statements
@@ -137,7 +137,7 @@ void STMT_VALIDATOR::check_tree(const NODE *tree, int parent, PLACE place) {
         check_cases(tree);
         return;
     }
-    const bool is_wrapper = skip_ssa_operators(tree) != tree; // parent and place show through it
+    const bool is_wrapper = is_ssa_wrapper(tree); // parent and place show through it
     PLACE left = PLACE::OUTSIDE, right = PLACE::OUTSIDE;
     if (is_wrapper)
         left = place;
@@ -237,11 +237,12 @@ void STMT_VALIDATOR::check_cases(const NODE *node) {
             return;
         }
         defaults += element->op == OP::DEFAULT;
-        const bool is_further_default = element->op == OP::DEFAULT && expected == OP::CASE;
-        if (is_further_default && defaults > 1)
-            complain("Multiple DEFAULTs for SWITCH", node);
-        else if (!require_operator(expected, element, node))
+        // A single DEFAULT elsewhere has been found missing at the end.
+        if (element->op == OP::DEFAULT && expected == OP::CASE) {
+            if (defaults > 1) complain("Multiple DEFAULTs for SWITCH", node);
+        } else if (!require_operator(expected, element, node)) {
             return;
+        }
         check_tree(element, OP::SWITCH, PLACE::OUTSIDE);
     };
     int expected = OP::DEFAULT;

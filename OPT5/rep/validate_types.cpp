@@ -4,6 +4,8 @@
 #include "OPT5/rep/program.h"
 #include "OPT5/rep/validate.h"
 
+#include <utility>
+
 namespace {
 // Of a vector the type of an element: a vector goes where its elements go. Null for other arrays.
 const TYPE *element_type(const NODE *tree) {
@@ -233,9 +235,9 @@ void STMT_VALIDATOR::check_types(const NODE *node) {
         break;
     case OP::IF:
         check_scalar(left);
-        if (require_operator(OP::COMMA, right, node)) {
-            require_operator(OP::LABEL, right->left, node);
-            require_operator(OP::LABEL, right->right, node);
+        if (const NODE *arms = require_operator(OP::COMMA, right, node)) {
+            require_operator(OP::LABEL, arms->left, node);
+            require_operator(OP::LABEL, arms->right, node);
         }
         break;
     case OP::CBRANCH:
@@ -244,7 +246,9 @@ void STMT_VALIDATOR::check_types(const NODE *node) {
         break;
     case OP::RETURN:
     case OP::URETURN:
-        if (left->op != OP::NAME || !left->u.name.sym || left->u.name.sym != funinfo->symbol)
+        left = skip_ssa_operators(left);
+        if (!left || left->op != OP::NAME || !left->u.name.sym ||
+            left->u.name.sym != funinfo->symbol)
             complain("Incorrect LHS for RETURN", node);
         break;
     case OP::SWITCH: check_integer(left); break;
