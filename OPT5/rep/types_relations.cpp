@@ -1,8 +1,8 @@
 // Relations between two types. exact_types is what interning asks: equal in every field, components
 // by identity, since these are interned themselves. The other two compare what types mean. They
-// walk both types side by side, and as everything must agree, a pair of components that was met
-// before need not be looked at again: types of any depth, and classes that refer to themselves, are
-// compared in a loop over a list of open pairs.
+// walk both types side by side in a loop over a list of open pairs. As everything must agree, a
+// pair that was met before need not be looked at again. Classes are compared by identity, so that
+// no type leads back to itself.
 #include "OPT5/rep/type_pkg.h"
 
 #include <boost/unordered_set.hpp>
@@ -26,13 +26,14 @@ private:
     bool layer_agrees(TYPE *a, TYPE *b);
     bool arrays_agree(const TYPE *a, const TYPE *b);
     bool functions_agree(const TYPE *a, const TYPE *b);
+    bool is_known(TYPE *a, TYPE *b); // a pair that was met before
     void open(TYPE *a, TYPE *b) { pairs.emplace_back(a, b); }
 
     // More pairs than two honest types of this size can have.
     static constexpr std::size_t limit = 100000;
     SENSE sense;
     std::vector<std::pair<TYPE *, TYPE *>> pairs;
-    boost::unordered_set<std::pair<TYPE *, TYPE *>> functions; // that were open once
+    boost::unordered_set<std::pair<TYPE *, TYPE *>> branched; // with several components each
 };
 
 // Enums mean their integers.
@@ -46,17 +47,25 @@ TYPE *meaning(TYPE *type) {
 }
 
 bool SIDE_BY_SIDE::agree(TYPE *a, TYPE *b) {
-    for (open(a, b); !pairs.empty();) {
-        TYPE *left = meaning(pairs.back().first), *right = meaning(pairs.back().second);
+    for (;;) {
+        TYPE *left = meaning(a), *right = meaning(b);
+        if (left != right) {
+            if (!left || !right || left->kind_ != right->kind_ || !layer_agrees(left, right))
+                return false;
+        }
+        if (pairs.empty()) return true;
+        a = pairs.back().first;
+        b = pairs.back().second;
         pairs.pop_back();
-        if (left == right) continue;
-        if (!left || !right || left->kind_ != right->kind_ || !layer_agrees(left, right))
-            return false;
     }
-    return true;
+}
+
+bool SIDE_BY_SIDE::is_known(TYPE *a, TYPE *b) {
+    return !branched.emplace(a, b).second;
 }
 
 bool SIDE_BY_SIDE::layer_agrees(TYPE *a, TYPE *b) {
+    if (branched.size() > limit) return false;
     if (a->kind_ != TYPE::ARRAY && a->size_ != b->size_) return false;
     const TYPE::SUB &x = a->sub, &y = b->sub;
     switch (a->kind_) {
@@ -74,10 +83,11 @@ bool SIDE_BY_SIDE::layer_agrees(TYPE *a, TYPE *b) {
         return true;
     case TYPE::ARRAY: return arrays_agree(a, b);
     case TYPE::PTM:
+        if (is_known(a, b)) return true;
         open(x.ptm.member, y.ptm.member);
         open(x.ptm.csu, y.ptm.csu);
         return true;
-    case TYPE::FUNCTION: return functions_agree(a, b);
+    case TYPE::FUNCTION: return is_known(a, b) || functions_agree(a, b);
     case TYPE::ENUM: // without an underlying type
     case TYPE::CLASS:
     case TYPE::STRUCT:
@@ -99,8 +109,6 @@ bool SIDE_BY_SIDE::arrays_agree(const TYPE *a, const TYPE *b) {
 bool SIDE_BY_SIDE::functions_agree(const TYPE *a, const TYPE *b) {
     const auto &x = a->sub.func, &y = b->sub.func;
     if (x.flag1 != y.flag1 || x.cc_kind != y.cc_kind) return false;
-    if (functions.size() >= limit) return false;
-    if (!functions.emplace(const_cast<TYPE *>(a), const_cast<TYPE *>(b)).second) return true;
     open(x.result, y.result);
     if (!x.flag2 || !y.flag2) return sense != SENSE::machine || x.flag2 == y.flag2;
     const PARAM_ELEM *p = x.params, *q = y.params;
