@@ -20,8 +20,8 @@ constexpr op_row op_rows[] = {
     {code, #name, operands, prec, effects, ok_for_sp, arity, commute, inverse, truth, plain, text},
 #define OP_UNNAMED(code, operands, prec, effects, ok_for_sp)                                       \
     {code, nullptr, operands, prec, effects, ok_for_sp, OP_NONE, ILLOP, ILLOP, 0, ILLOP, nullptr},
-#define DFG_OP(code, name, operands)                                                               \
-    {code, #name, operands, 0, SE_NONE, 0, OP_NONE, ILLOP, ILLOP, 0, ILLOP, #name},
+#define DFG_OP(code, name, operands, commute)                                                      \
+    {code, #name, operands, 0, SE_NONE, 0, OP_NONE, commute, ILLOP, 0, ILLOP, #name},
 #include "OPT5/icode/records/opcodes.def"
 #undef OP
 #undef OP_UNNAMED
@@ -60,7 +60,8 @@ const char *opname(int op) {
     static const auto padded = [] {
         std::array<std::string, op_count> texts;
         for (const op_row &row : op_rows) {
-            std::string text = row.spelling ? row.spelling : "?NODE?";
+            if (!row.spelling) continue;
+            std::string text = row.spelling;
             texts[static_cast<std::size_t>(row.code)] = text + std::string(text.size() < 8 ? 8 - text.size() : 0, ' ');
         }
         return texts;
