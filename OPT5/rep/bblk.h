@@ -34,6 +34,7 @@ public:
     BBLK *dflink = nullptr;     // next in depth-first order
     BBLK *rdflink = nullptr;    // previous
     BBLK *uolink = nullptr;     // next in order of creation
+    BBLK *ruolink = nullptr;    // previous
     LIST *statements = nullptr;
     EDGE *predecessors = nullptr;
     EDGE *successors = nullptr;
@@ -52,14 +53,27 @@ public:
 };
 
 // --- construction
-void buildcfg();    // of the current function, from funinfo->pending
-void rebuildcfg();  // edges, order and numbers anew; drops unreachable blocks
+// Forms the blocks of the current function from funinfo->pending, which it takes. A label that is
+// undefined, defined twice, out of range or out of place ends the run.
+void buildcfg();
+// Edges, order and numbers of the current function anew: successors are the targets of the last
+// statement (of a block in low-level form they stay), known frequencies are kept. Drops unreachable
+// blocks, but not the exit block, and closes up the serial numbers of the others.
+void rebuildcfg();
+// A new block that owns the statements, linked in front of `next` in all orders (null: nowhere).
+// One before the entry block does not become the entry by itself.
 BBLK *mkbblock(LIST *statements, BBLK *next, FUNINFO *funinfo);
+// A new block with a label of its own, linked behind `after` in all orders. It has no edges yet.
 BBLK *insert_new_bb(int uon, BBLK *after, LIST *statements);
+// Numbers blocks and labels anew along dflink and mends rdflink.
 void renumber_bblocks();
+// Takes the block out of all orders; its links are null afterwards. Edges are the caller's.
 void delink_old_bb(BBLK *bb);
-BBLK *erase_bblock(BBLK *bb); // returns null
-void erase_function_body(FUNINFO *funinfo); // all blocks, edges, trees
+// Takes the block out of all orders and erases it with its statements and lists; edges of other
+// blocks that lead here are the caller's. Its labels belong to no block any more. Returns null.
+BBLK *erase_bblock(BBLK *bb);
+void erase_function_body(FUNINFO *funinfo); // all blocks, edges, labels, trees
+void erase_all_bblocks(); // empties the pools of blocks, edges and labels, whoever owned them
 // The blocks where the exception handlers of a function begin, each once, in the order of its
 // table. No edge leads to them: they are further roots of the graph beside the entry block.
 std::vector<BBLK *> handler_blocks(const FUNINFO *funinfo);
@@ -93,7 +107,10 @@ void fixup_edge_lists(BBLK *bb, NODE *tree);
 EDGE *list_branch_targets(NODE *tree, EDGE *list);
 void remap_labelrefs(NODE *tree, BBLK *from, BBLK *to);
 void subst_bb_for_bb_in_stmts(BBLK *to, BBLK *from, LIST *stmts);
+// Puts a new block on the edge, which must exist, and returns it.
 BBLK *split_cfg_edge(BBLK *from, BBLK *to);
+// Splits each edge that leads from a block with several successors to one with several
+// predecessors; with `flag` the blocks are numbered anew when there was one.
 void split_critical_edges(bool flag);
 
 // --- tidying

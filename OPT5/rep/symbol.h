@@ -184,7 +184,8 @@ struct FUNINFO {
     LIST *pending = nullptr;     // statements read so far, newest first, until buildcfg takes them
     BBLK *bb_list = nullptr;     // entry block
     BBLK *exit_bb = nullptr;
-    std::vector<BBLK *> blocks;  // by serial number; owned
+    std::vector<BBLK *> blocks;  // by serial number, null for an erased one; owned
+    std::vector<LBL *> labels;   // all that were made for the body, of erased blocks too; owned
     int bb_count = 0;
     NODE *prolog_copy = nullptr; // the argument prolog as the last rebuildcfg saw it; owned
     Dominator *dominator = nullptr; // owned; stale ones are rebuilt on demand
