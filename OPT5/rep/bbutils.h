@@ -7,6 +7,7 @@
 #include <string>
 
 class BBLK;
+struct SYMPAIRLIST;
 
 // --- nodes. All constructors allocate from the node pool; the caller owns the result.
 NODE *new_node(int op, TYPE *type); // as the file reader makes one; applies the rewrites of a fresh node
@@ -75,21 +76,29 @@ void erase_all_nodes(); // empties all pools of nodes, list cells and positions
 bool trees_are_congruent(const NODE *a, const NODE *b, bool se_ok = false);
 bool trees_are_congruent_se_ok(const NODE *a, const NODE *b);
 bool bools_are_congruent(const NODE *a, const NODE *b, bool se_ok = false);
+bool node_is_volatile_access(const NODE *node);
+// True when dropping the node would lose something even if its operands were still evaluated.
+bool node_has_own_effect(const NODE *node);
 bool tree_has_side_effects(const NODE *tree);
 bool tree_is_trivially_invertible(const NODE *tree);
-NODE *ASG_to_opASG(NODE *tree);
-NODE *opASG_to_ASG(NODE *tree);
+// Both edit the tree in place and return it, unchanged where the other form might mean something
+// else.
+NODE *ASG_to_opASG(NODE *tree); // x = x op y to x op= y
+NODE *opASG_to_ASG(NODE *tree); // the reverse
 int arg_list_count(const NODE *args);
-NODE *arg_list_lookup(NODE *args, int n); // n from 0
+NODE *arg_list_lookup(NODE *args, int n); // n from 0; null when there are fewer
 SYMTAB *get_callee_for_call(const NODE *call); // null: indirect
 NODE *get_arguments_to_call(const NODE *call);
-bool expr_is_constant(const NODE *tree);
-bool expr_is_globally_evaluable(const NODE *tree);
+bool expr_is_constant(const NODE *tree); // constants and fixed addresses, joined by operators that cannot trap
+bool expr_is_globally_evaluable(const NODE *tree); // the same in any function: no effects, file-level names only
 bool sym_appears_in_tree(const SYMTAB *sym, const NODE *tree);
 bool tree_references_NAME(const NODE *tree, const NODE *name);
 NODE *subst_sym_for_sym_in_tree(SYMTAB *to, SYMTAB *from, NODE *tree);
+NODE *subst_sym_pairs_in_tree(const SYMPAIRLIST *pairs, NODE *tree); // `second` for each `first`
+// Puts copies of `to` where the tree reads the lvalue; where it is assigned to or its address is
+// taken it stays.
 NODE *subst_tree_for_lvalue_in_tree(NODE *to, NODE *lvalue, NODE *tree);
-bool tree_is_subtree_of_tree(const NODE *sub, const NODE *tree);
+bool tree_is_subtree_of_tree(const NODE *sub, const NODE *tree); // the node itself, not one like it
 int count_nodes_in_tree(const NODE *tree);
 int count_calls_in_tree(const NODE *tree);
 bool opcode_is_ASG(int op);
@@ -97,10 +106,12 @@ NODE *expunge_IDENTITY_ops_from_tree(NODE *tree);
 // Takes a tree whose value nobody uses and gives what must still run of it, fit to be a statement;
 // null when nothing must.
 NODE *peel_for_effect(NODE *tree);
-void insert_stmt_before_stmt_in_bb(NODE *stmt, LIST *before, BBLK *bb);
+void insert_stmt_before_stmt_in_bb(NODE *stmt, LIST *before, BBLK *bb); // null: at the end
+// Splits each COMMAOP statement into the statements that it consists of; parts without effect are
+// erased.
 LIST *promote_toplevel_COMMAOPs_in_list(LIST *list);
 bool scan_for_sharing(NODE *tree); // true: no node is shared
-bool dupchk(NODE *tree);
+bool dupchk(NODE *tree);           // true: some node is shared
 
 void init_opcode_tables();
 // Checks every statement of the current function; reports to the debug log and goes on.

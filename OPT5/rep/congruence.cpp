@@ -87,17 +87,6 @@ bool same_payload(const NODE *a, const NODE *b) {
     }
 }
 
-bool is_volatile_access(const NODE *node) {
-    switch (node->op) {
-    case OP::NAME: return node->type->is_volatile() || node->u.name.sym->type->is_volatile();
-    case OP::FIELD: return node->type->is_volatile() || node->u.field.mdata->type->is_volatile();
-    case OP::UMULT:
-    case OP::STDOT:
-    case OP::STREF: return node->type->is_volatile();
-    default: return false;
-    }
-}
-
 bool have_one_type(const NODE *a, const NODE *b) {
     if (a->type == b->type) return true;
     if (a->op == OP::NAME && b->op == OP::NAME && a->u.name.sym == b->u.name.sym)
@@ -113,7 +102,7 @@ bool is_promoted_argument(const NODE *variable, const NODE *conversion) {
     const NODE *argument = conversion->left;
     if (argument->op != OP::NAME) return false;
     const SYMTAB *to = variable->u.name.sym, *from = argument->u.name.sym;
-    return to->level == 2 && from->level == 1 && symbol_is_immutable(to) &&
+    return to->level == 2 && from->level == 1 && to->type->is_const() && !to->type->is_volatile() &&
            std::strcmp(to->name, from->name) == 0;
 }
 
@@ -177,7 +166,7 @@ public:
             }
             if (a->op != b->op) return is_promoted_argument(a, b) || is_promoted_argument(b, a);
             if (!same_payload(a, b)) return false;
-            if (!se_ok && (is_volatile_access(a) || is_volatile_access(b))) return false;
+            if (!se_ok && (node_is_volatile_access(a) || node_is_volatile_access(b))) return false;
             if (a->op == OP::UAND && a->left->op == OP::STDOT && b->left->op == OP::STDOT)
                 return addresses_of_members(a->left, b->left);
             if (a->op == OP::IF) return branches(a, b);
