@@ -179,6 +179,7 @@ std::uint64_t type_stride(const TYPE *type) {
 
 TYPE *get_complex_type(TYPE *part) {
     if (!part->pkg) tp_die("orphan type:  get_complex_type()");
+    if (part->size_ > UINT32_MAX / 2) tp_die("Type too large:  get_complex_type()");
     return part->pkg->mk_complex(part, part->size_ * 2, part->align_);
 }
 

@@ -94,8 +94,9 @@ public:
     TYPE *void_ptr_type() const { return basic_void_ptr; }
 
     // --- names of classes
-    static bool is_fake_name(std::string_view name);       // made by the package
-    static const char *fix_fake_name(const char *name);    // for printing
+    static constexpr const char *fake_name_prefix = "$$fake";
+    static bool is_fake_name(std::string_view name);    // stands in for a missing one
+    static const char *fix_fake_name(const char *name); // as it is printed
 
     // --- statistics and dumps
     struct DB_STATS {
