@@ -48,7 +48,6 @@ TYPE *normalized_float(TYPE *type, TYPE_PKG &pkg) {
 
 // Parameters lose their names with their typedefs, since neither means anything to a call.
 TYPE *normalized_function(TYPE *type, TYPE_PKG &pkg) {
-    if (!type->frozen) return type;
     const auto &func = type->sub.func;
     TYPE *result = normalized_or_null(func.result);
     bool changed = result != func.result;
@@ -71,6 +70,7 @@ TYPE *TYPE::normalized() {
 }
 
 TYPE *TYPE::normalized_type_uncached() {
+    if (kind_ == VOID_ || kind_ >= ENUM || (kind_ == FUNCTION && !frozen)) return this;
     const NESTING nesting;
     if (!pkg) tp_die("orphan type:  TYPE::normalized()");
     switch (kind_) {
