@@ -32,12 +32,6 @@ std::int32_t next_new_number() {
     return counter;
 }
 
-[[noreturn]] void bad_label(long number, const char *what) {
-    const std::string message =
-        "Label " + std::to_string(number) + " of function \"" + currfuninfo->name + "\" " + what;
-    abort_optimizer(message.c_str());
-}
-
 LBL *head_label(const LBL *label) {
     return label && label->bb ? label->bb->label : nullptr;
 }
@@ -73,6 +67,12 @@ void count_references(const BBLK *bb) {
         count_references(labels_of_jump(cell->first));
 }
 } // namespace
+
+void bad_label(long number, const char *what) {
+    const std::string message =
+        "Label " + std::to_string(number) + " of function \"" + currfuninfo->name + "\" " + what;
+    abort_optimizer(message.c_str());
+}
 
 void reset_labels() {
     table.clear();
