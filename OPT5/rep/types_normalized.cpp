@@ -71,6 +71,7 @@ TYPE *TYPE::normalized() {
 
 TYPE *TYPE::normalized_type_uncached() {
     if (kind_ == VOID_ || kind_ >= ENUM || (kind_ == FUNCTION && !frozen)) return this;
+    if (kind_ == ARRAY && is_vpred()) return this; // its elements would no longer be truth values
     const NESTING nesting;
     if (!pkg) tp_die("orphan type:  TYPE::normalized()");
     switch (kind_) {
