@@ -233,11 +233,15 @@ LIST *promote_toplevel_COMMAOPs_in_list(LIST *list) {
             release_list_cell(cell);
             continue;
         }
-        while (NODE *second = detach_second(cell->first)) {
-            LIST *next = mkelist(second, cell->rest, cell->psn);
-            next->a = cell->a;
-            next->b = cell->b;
-            cell->rest = next;
+        // All parts are peeled by now, so what stands behind them is where the walk goes on.
+        for (const LIST *behind = cell->rest; cell != behind; cell = cell->rest) {
+            while (NODE *second = detach_second(cell->first)) {
+                LIST *next = mkelist(second, cell->rest, cell->psn);
+                next->a = cell->a;
+                next->b = cell->b;
+                cell->rest = next;
+            }
+            link = &cell->rest;
         }
     }
     return list;
