@@ -8,8 +8,6 @@
 #include "OPT5/driver/abort.h"
 #include "OPT5/driver/log.h"
 
-#include <map>
-
 SIMPCFG_COUNTS simpcfg_counts;
 
 namespace {
@@ -59,24 +57,11 @@ void point_label(NODE *label, BBLK *to) {
     label->u.label.index = to->label->index;
 }
 
-void renew_successors(BBLK *bb) {
-    std::map<unsigned, double> freq; // by serial of the target
-    for (const EDGE *edge = bb->successors; edge; edge = edge->next)
-        if (edge->freq >= 0) freq[edge->bb->serial] += edge->freq;
-    erase_edge_list(bb->successors);
-    bb->successors = list_branch_targets(last_statement(bb), nullptr);
-    if (freq.empty()) return;
-    for (EDGE *edge = bb->successors; edge; edge = edge->next)
-        if (auto known = freq.find(edge->bb->serial); known != freq.end())
-            edge->freq = known->second;
-}
-
 NODE *take_branch(LIST *cell, NODE *replacement) {
     NODE *const branch = cell->first;
     NODE *const value = branch->op == OP::BRANCH ? nullptr : branch->left;
     if (value) branch->left = nullptr;
     cell->first = replacement;
-    if (branch->right) branch->right = erase_tree(branch->right);
     erase_tree(branch);
     return value;
 }

@@ -23,9 +23,6 @@ std::vector<bool> root_blocks();
 LIST *branch_cell(const BBLK *bb);
 // A LABEL of a branch is made to lead to the block.
 void point_label(NODE *label, BBLK *to);
-// The successors of a block anew from its last statement; frequencies of edges to one block are
-// summed. Predecessors are left to rebuildcfg.
-void renew_successors(BBLK *bb);
 // Puts another statement into a branch's cell. What remains of the branch is the value that it
 // decided on, which the caller owns; null for a BRANCH.
 NODE *take_branch(LIST *cell, NODE *replacement);
@@ -48,10 +45,12 @@ template <class Visit> void for_each_target(NODE *branch, Visit visit) {
     }
 }
 
+// The passes below leave the edges to rebuildcfg, which has to follow each of them.
+
 // Folds branches that go one way and leads the others past empty blocks.
 void thread_branches();
-// Joins blocks to their only predecessor. Needs exact predecessors; leaves them stale.
+// Joins blocks to their only predecessor. Needs exact predecessors.
 void merge_blocks();
 // Lets blocks share equal statements before a common successor or a common return. Returns whether
-// anything changed. Needs exact predecessors; leaves them stale.
+// anything changed. Needs exact predecessors.
 bool cross_jump_blocks();

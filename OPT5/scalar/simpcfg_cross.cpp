@@ -106,6 +106,7 @@ private:
     LIST *detach_tail(BBLK *bb);
     LIST *detach_common_tail(const GROUP &group);
     void share_before(BBLK *successor, const GROUP &group, bool all_ways);
+    void list_work();
     void share_returns();
     void share_bare_return(const GROUP &alike);
     void share_tails_of_returns(const GROUP &alike);
@@ -202,7 +203,6 @@ LIST *CROSS_JUMPER::detach_common_tail(const GROUP &group) {
 void CROSS_JUMPER::lead_to(BBLK *bb, BBLK *to) {
     LIST *const branch = cells_of(bb).back();
     branch_always(branch, to);
-    bb->successors = mkedge(to, erase_edge_list(bb->successors), -1.0);
 }
 
 // A new block of the common last statement, and behind it `ending`, which all blocks of the group
@@ -211,7 +211,6 @@ void CROSS_JUMPER::make_tail_block(const GROUP &group, NODE *ending) {
     LIST *tail = detach_common_tail(group);
     tail->rest = mkelist(ending, nullptr, tail->psn);
     BBLK *bb = insert_new_bb(-1, group.back(), tail);
-    bb->successors = list_branch_targets(ending, nullptr);
     for (BBLK *before : group)
         lead_to(before, bb);
     work.push_back({bb, group, true});
@@ -263,7 +262,7 @@ void CROSS_JUMPER::share_returns() {
     }
 }
 
-bool CROSS_JUMPER::run() {
+void CROSS_JUMPER::list_work() {
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
         TASK task = {bb, {}, !is_root[bb->serial] && !bb->is_exit};
         for (EDGE *edge = bb->predecessors; edge; edge = edge->next) {
@@ -275,7 +274,12 @@ bool CROSS_JUMPER::run() {
         }
         if (task.group.size() > 1) work.push_back(std::move(task));
     }
+}
+
+// Shared returns give blocks new predecessors; the others are looked at when those are known.
+bool CROSS_JUMPER::run() {
     share_returns();
+    if (!changed) list_work();
     while (!work.empty()) {
         const TASK task = std::move(work.back());
         work.pop_back();

@@ -110,7 +110,8 @@ bool replace_by_IF(LIST *cell, const CASES &found) {
     return true;
 }
 
-void clean_SWITCH(BBLK *bb, LIST *cell) {
+// Leaves the set of successors as it is.
+void clean_SWITCH(LIST *cell) {
     NODE *const branch = cell->first;
     CASES found;
     if (!list_cases(branch->right, found)) return;
@@ -135,7 +136,6 @@ void clean_SWITCH(BBLK *bb, LIST *cell) {
     } else if (found.cases.size() == 1 && replace_by_IF(cell, found)) {
         ++simpcfg_counts.switches;
     }
-    renew_successors(bb); // the same blocks, perhaps in another order
 }
 } // namespace
 
@@ -151,6 +151,6 @@ BBLK *target_by_constant(const NODE *branch) {
 void optimize_SWITCH_cases() {
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
         LIST *cell = branch_cell(bb);
-        if (cell && cell->first->op == OP::SWITCH) clean_SWITCH(bb, cell);
+        if (cell && cell->first->op == OP::SWITCH) clean_SWITCH(cell);
     }
 }

@@ -8,6 +8,7 @@
 // them, which branches to itself.
 #include "OPT5/scalar/simpcfg.h"
 
+#include <map>
 #include <set>
 
 namespace {
@@ -31,6 +32,7 @@ private:
     void take_up(BBLK *bb);
     void join(BBLK *bb, BBLK *to);
     void settle(BBLK *bb);
+    void lead_edges(BBLK *bb);
 
     std::vector<STATE> states;   // by serial
     std::vector<BBLK *> decided; // blocks whose branch has one class of targets left
@@ -116,6 +118,17 @@ void THREADER::join(BBLK *bb, BBLK *to) {
     gone.clear();
 }
 
+// Edges that come to lead to one block are counted together.
+void THREADER::lead_edges(BBLK *bb) {
+    std::map<unsigned, EDGE *> known; // by serial of the target
+    for (EDGE *edge = bb->successors; edge; edge = edge->next) {
+        edge->bb = place_of(edge->bb);
+        if (edge->freq < 0) continue;
+        const auto [first, is_new] = known.emplace(edge->bb->serial, edge);
+        if (!is_new) first->second->freq += edge->freq;
+    }
+}
+
 void THREADER::run() {
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
         take_up(bb);
@@ -133,9 +146,7 @@ void THREADER::run() {
             point_label(label, place);
             ++simpcfg_counts.threaded;
         });
-        for (EDGE *edge = bb->successors; edge; edge = edge->next)
-            edge->bb = place_of(edge->bb);
-        renew_successors(bb);
+        lead_edges(bb);
     }
 }
 } // namespace
