@@ -3,15 +3,6 @@
 
 #include "OPT5/icode/records/opcodes.h"
 
-#include <gmock/gmock.h>
-
-#include <map>
-#include <set>
-
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-
 namespace {
 constexpr char frame_of_texts[] =
     "icode version=-73 cpu=1000 name=\"t\"\n"

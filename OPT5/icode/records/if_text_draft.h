@@ -28,7 +28,7 @@ struct IF_DRAFT {
         IF_SECTION_ID section;
         std::uint32_t record;
         std::string_view name; // may be empty
-        std::uint32_t number;  // 0: to be chosen
+        std::int64_t number;   // -1: to be chosen
         IF_PLACE place;
     };
 

@@ -301,8 +301,8 @@ private:
         IF_TOKEN t = expect_word("a tag");
         std::int64_t tag = number_of(t, t.text, "tag", {0, if_end_tag - 1});
         if (if_prefix_layout(static_cast<int>(tag)))
-            throw IF_TEXT_ERROR{t.place, "expected a tag that no record has, found " +
-                                             std::string(t.text)};
+            throw IF_TEXT_ERROR{t.place,
+                                "expected a tag that no record has, found " + std::string(t.text)};
         if (!at(KIND::string)) fail("the record's bytes as a string");
         IF_RECORD r;
         r.tag = static_cast<std::uint8_t>(tag);
@@ -327,10 +327,10 @@ private:
         if (!layout) fail("a kind of type");
         std::size_t hash = label.text.rfind('#');
         std::string_view name = label.text.substr(0, hash);
-        std::uint32_t number = 0;
+        std::int64_t number = -1;
         if (hash != std::string_view::npos)
-            number = static_cast<std::uint32_t>(
-                number_of(label, label.text.substr(hash + 1), "type number", {1, 0xffffffff}));
+            number = number_of(label, label.text.substr(hash + 1), "type number",
+                               if_range(IF_ENC::uleb));
         std::uint32_t index = parse_record(*layout);
         d_.labels.push_back({section_, index, name, number, label.place});
     }

@@ -50,7 +50,7 @@ private:
     std::vector<bool> file_is_named_;
     std::vector<std::uint32_t> positions_; // of the bodies of file-level symbols
     std::unordered_map<std::uint32_t, std::string> type_texts_;
-    std::uint32_t last_type_ = 0;  // number in the type record before
+    std::int64_t last_type_ = -1;  // number in the type record before, -1 for none
     std::int64_t last_member_ = 0; // index in the member record before, 0 for none
     std::string out_;
     std::string heads_; // of the nodes of the current tree
@@ -312,7 +312,7 @@ private:
         out_ += '\n';
         out_ += if_section_name[id];
         out_ += '\n';
-        last_type_ = 0;
+        last_type_ = -1;
         last_member_ = 0;
         std::uint32_t i = 0;
         while (i < section.records.size())
@@ -407,7 +407,7 @@ private:
         if (r.tag != IF_TAG_type) return;
         static const auto index_slot =
             static_cast<unsigned>(if_layout(IF_TAG_type, IF_KIND_member)->slot("index"));
-        last_type_ = static_cast<std::uint32_t>(m_.number(r, IF_TYPE::number));
+        last_type_ = m_.number(r, IF_TYPE::number);
         last_member_ = r.selector == IF_KIND_member ? m_.number(r, index_slot) : 0;
     }
 

@@ -48,8 +48,8 @@ private:
     std::unordered_map<std::string, name_target> labels_;       // given in the text
     std::unordered_map<std::string, std::uint32_t> derived_;    // by IF_TYPE_NAMER, first of each
     std::unordered_map<std::string_view, std::uint32_t> known_; // answers given so far
-    std::uint32_t next_number_ = 1;
-    std::uint32_t last_type_ = 0;
+    std::int64_t next_number_ = 1;
+    std::int64_t last_type_ = -1; // number in the type record before, -1 for none
     std::int64_t last_member_ = 0;
     bool all_types_seen_ = false;      // types made from here on are measured at once
     std::vector<IF_RECORD> open_list_; // records of a type's list, from its head on
@@ -59,20 +59,21 @@ private:
 
     void number_types() {
         for (const IF_DRAFT::TYPE_LABEL &l : d_.labels)
-            next_number_ = std::max(next_number_, l.number == UINT32_MAX ? l.number : l.number + 1);
-        for (IF_DRAFT::TYPE_LABEL &l : d_.labels) {
-            if (l.number == 0) l.number = new_type_number(l.place);
-            d_.set(l.section, l.record, IF_TYPE::number, l.number);
+            next_number_ = std::max(next_number_, l.number + 1);
+        for (const IF_DRAFT::TYPE_LABEL &l : d_.labels) {
+            std::uint32_t number =
+                l.number < 0 ? new_type_number(l.place) : static_cast<std::uint32_t>(l.number);
+            d_.set(l.section, l.record, IF_TYPE::number, number);
             if (l.name.empty()) continue;
             auto [entry, fresh] =
-                labels_.try_emplace(std::string(l.name), name_target{l.number, false});
-            if (!fresh && entry->second.number != l.number) entry->second.several = true;
+                labels_.try_emplace(std::string(l.name), name_target{number, false});
+            if (!fresh && entry->second.number != number) entry->second.several = true;
         }
     }
 
     std::uint32_t new_type_number(IF_PLACE place) {
-        if (next_number_ == UINT32_MAX) throw IF_TEXT_ERROR{place, "no type number is left"};
-        return next_number_++;
+        if (next_number_ > UINT32_MAX) throw IF_TEXT_ERROR{place, "no type number is left"};
+        return static_cast<std::uint32_t>(next_number_++);
     }
 
     // The record of a section that was just resolved.
@@ -116,7 +117,7 @@ private:
             if (in_list && r.selector == IF_KIND_end_list) close_list();
         }
         close_list();
-        last_type_ = 0;
+        last_type_ = -1;
         last_member_ = 0;
     }
 
@@ -131,7 +132,7 @@ private:
     void remember(const IF_RECORD &r) {
         if (r.tag != IF_TAG_type) return;
         static const unsigned index_slot = slot_of(IF_KIND_member, "index");
-        last_type_ = static_cast<std::uint32_t>(m_.number(r, IF_TYPE::number));
+        last_type_ = m_.number(r, IF_TYPE::number);
         last_member_ = r.selector == IF_KIND_member ? m_.number(r, index_slot) : 0;
     }
 
@@ -188,7 +189,7 @@ private:
         switch (f.pending) {
         case IF_DRAFT::type_name: number(type_number(f.text, f.place)); break;
         case IF_DRAFT::type_owner:
-            if (last_type_ == 0)
+            if (last_type_ < 0)
                 throw IF_TEXT_ERROR{f.place, "expected of= with the type it belongs to"};
             number(last_type_);
             break;
