@@ -48,9 +48,15 @@ INT65 operator|(const INT65 &a, const INT65 &b);
 INT65 operator^(const INT65 &a, const INT65 &b);
 INT65 operator~(const INT65 &a);
 bool operator<(const INT65 &a, const INT65 &b);
-inline bool operator>(const INT65 &a, const INT65 &b) { return b < a; }
-inline bool operator<=(const INT65 &a, const INT65 &b) { return !(b < a); }
-inline bool operator>=(const INT65 &a, const INT65 &b) { return !(a < b); }
+inline bool operator>(const INT65 &a, const INT65 &b) {
+    return b < a;
+}
+inline bool operator<=(const INT65 &a, const INT65 &b) {
+    return !(b < a);
+}
+inline bool operator>=(const INT65 &a, const INT65 &b) {
+    return !(a < b);
+}
 
 // --- arithmetic. None of it reports a failure but by `*overflow`, which is set to 1 and never
 // cleared, so that one flag can watch over a chain of operations.
@@ -84,7 +90,7 @@ INT65 find_known_ones_in_range(const INT65 &lo, const INT65 &hi);
 
 // --- values and types. A pointer type stands for `short`; any other type must be integer or enum,
 // else the optimizer is aborted.
-INT65 truncate_to_type(const INT65 &a, const TYPE *type);    // cut to the type, extended by its sign
+INT65 truncate_to_type(const INT65 &a, const TYPE *type); // cut to the type, extended by its sign
 INT65 sign_extend_by_type(const INT65 &a, const TYPE *type); // unchanged if the type is unsigned
 INT65 sign_extend_by_type_size(const INT65 &a, const TYPE *type); // as if the type were signed
 INT65 type_mask(const TYPE *type);                                // 2^size - 1
