@@ -218,12 +218,15 @@ private:
 
     // Every element is shut off by its commas, a comma operator among arguments by parentheses.
     void list(const NODE *node) {
-        const bool is_operator = node->op == OP::COMMAOP;
         const bool goes_on = node->left && node->left->op == node->op;
-        expr(node->left, goes_on || is_operator ? 0 : above_comma);
+        expr(node->left, goes_on || node->op == OP::COMMAOP ? 0 : least_of_element(node->left));
         out += ", ";
-        const bool is_statement = node->right && precedence[node->right->op] == 0;
-        expr(node->right, is_statement ? 0 : above_comma);
+        expr(node->right, least_of_element(node->right));
+    }
+
+    static int least_of_element(const NODE *element) {
+        const bool is_case = element && (element->op == OP::CASE || element->op == OP::DEFAULT);
+        return is_case ? 0 : above_comma;
     }
 
     void arguments(const NODE *args) {

@@ -18,18 +18,18 @@ protected:
     void TearDown() override {
         currfuninfo->bb_list = nullptr;
         currfuninfo->eht = nullptr;
-        fileinfo = nullptr;
         TreeTest::TearDown();
     }
 
     // What is said of a function of one block.
-    Messages said_of(const Statements &statements) {
-        BBLK bb;
-        return said_of(bb, statements);
+    Messages said_of_block(const Statements &statements) {
+        block = BBLK();
+        return said_of_blocks(block, statements);
     }
     // What is said of a statement before the end of a block.
-    Messages said_of(NODE *stmt) { return said_of({stmt, ending()}); }
-    Messages said_of(BBLK &bb, const Statements &statements) {
+    Messages said_of(NODE *stmt) { return said_of_block({stmt, ending()}); }
+    // The same of the blocks that begin with this one, which gets the statements.
+    Messages said_of_blocks(BBLK &bb, const Statements &statements) {
         for (auto stmt = statements.rbegin(); stmt != statements.rend(); ++stmt)
             bb.statements = mklist(*stmt, bb.statements, 0, 0);
         currfuninfo->bb_list = &bb;
@@ -100,22 +100,23 @@ protected:
         TreeTest::SetUp();
         unprototyped = global("_u", 5, tp->type_frozen(tp->mk_func(int_t, false, false, 0, false)));
     }
+    BBLK block;
     std::string report;
 };
 using ValidateTrees = ValidateStmts;
 using ValidateTypes = ValidateStmts;
 
 TEST_F(ValidateStmts, Blocks) {
-    EXPECT_THAT(said_of(Statements{}), ElementsAre("The basic block has no statement list"));
-    EXPECT_THAT(said_of({nullptr, ending()}), ElementsAre("NULL statement"));
-    EXPECT_THAT(said_of({asg(I(), icon(1)), ending()}), IsEmpty());
+    EXPECT_THAT(said_of_block(Statements{}), ElementsAre("The basic block has no statement list"));
+    EXPECT_THAT(said_of_block({nullptr, ending()}), ElementsAre("NULL statement"));
+    EXPECT_THAT(said_of_block({asg(I(), icon(1)), ending()}), IsEmpty());
     BBLK converted;
     int instruction = 0;
     converted.lir_head = &instruction;
-    EXPECT_THAT(said_of(converted, {}), IsEmpty());
+    EXPECT_THAT(said_of_blocks(converted, {}), IsEmpty());
     BBLK first, second;
     first.dflink = &second;
-    EXPECT_THAT(said_of(first, {op(OP::BRANCH, int_t, label(1))}),
+    EXPECT_THAT(said_of_blocks(first, {op(OP::BRANCH, int_t, label(1))}),
                 ElementsAre("The basic block has no statement list"));
     currfuninfo->bb_list = nullptr;
     EXPECT_THAT(validate(), IsEmpty());
@@ -131,7 +132,7 @@ TEST_F(ValidateStmts, ReportNamesNodeAndStatement) {
                       "\tTree must have pointer type\n"
                       "\tINVALID NODE: j\n"
                       "\tWITHIN STMT:  i = *j\n");
-    said_of({op(OP::BRANCH, int_t, I())});
+    said_of_block({op(OP::BRANCH, int_t, I())});
     EXPECT_EQ(report, "\n +++++ INVALID NODE FOUND BY validate_stmts()\n"
                       "\tUnexpected operator in tree node\n"
                       "\tExpected operator: LABEL\n"
@@ -144,7 +145,7 @@ TEST_F(ValidateStmts, ReportNamesNodeAndStatement) {
 }
 
 TEST_F(ValidateStmts, LvalueTextFollowsThePass) {
-    FILEINFO info;
+    FILEINFO info, *const saved = fileinfo;
     fileinfo = &info;
     for (const auto &[pass, text] :
          {std::pair{1, "\nError! invalid lvalue tree: i + 1\n"},
@@ -154,6 +155,7 @@ TEST_F(ValidateStmts, LvalueTextFollowsThePass) {
                     ElementsAre("Non-lvalue appears as LHS of assignment"));
         EXPECT_THAT(report, HasSubstr(text));
     }
+    fileinfo = saved;
 }
 
 TEST_F(ValidateStmts, TopLevelSideEffects) {
@@ -199,9 +201,11 @@ TEST_F(ValidateStmts, BranchesEndBlocks) {
         switch_(default_()),
     };
     for (NODE *end : ends) {
-        EXPECT_THAT(said_of({asg(I(), icon(1)), end}), IsEmpty()) << stmt2infix(end) << report;
-        EXPECT_THAT(said_of({op(OP::SSA_MU, int_t, end)}), IsEmpty()) << stmt2infix(end) << report;
-        EXPECT_THAT(said_of({end, ending()}),
+        EXPECT_THAT(said_of_block({asg(I(), icon(1)), end}), IsEmpty())
+            << stmt2infix(end) << report;
+        EXPECT_THAT(said_of_block({op(OP::SSA_MU, int_t, end)}), IsEmpty())
+            << stmt2infix(end) << report;
+        EXPECT_THAT(said_of_block({end, ending()}),
                     ElementsAre("This branch is not the last statement of its block"))
             << stmt2infix(end);
         EXPECT_THAT(said_of(op(OP::COMMAOP, int_t, I(), end)),
@@ -209,7 +213,7 @@ TEST_F(ValidateStmts, BranchesEndBlocks) {
             << stmt2infix(end);
     }
     for (NODE *stmt : {asg(I(), icon(1)), call(g, {}), icon(0)})
-        EXPECT_THAT(said_of(Statements{stmt}),
+        EXPECT_THAT(said_of_block(Statements{stmt}),
                     ElementsAre("The last statement of a block must be a branch"));
 }
 
@@ -245,7 +249,7 @@ TEST_F(ValidateTrees, ArgumentLists) {
             {call_with(three(true)), op(OP::MCALL, int_t, three(true)),
              asg(I(), op(OP::ICALL, int_t, comma(three(true), I())))},
             {call_with(three(false)), op(OP::MEMCPY, int_t, three(false)), call_with(I())}}});
-    EXPECT_THAT(said_of({switch_(comma(case_(), comma(case_(), default_())))}),
+    EXPECT_THAT(said_of_block({switch_(comma(case_(), comma(case_(), default_())))}),
                 ElementsAre("Right-towered COMMA tree"));
 }
 
@@ -280,27 +284,28 @@ TEST_F(ValidateTrees, ArgumentProlog) {
         Statements statements = row.statements;
         const std::string first = stmt2infix(statements.front());
         statements.push_back(ending());
-        EXPECT_EQ(said_of(statements), row.messages) << first << report;
+        EXPECT_EQ(said_of_block(statements), row.messages) << first << report;
     }
     BBLK entry, other;
     entry.dflink = &other;
     other.statements = mklist(element(), mklist(ending(), nullptr, 0, 0), 0, 0);
-    EXPECT_THAT(said_of(entry, {element(), op(OP::BRANCH, int_t, label(1))}), ElementsAre(level_1));
+    EXPECT_THAT(said_of_blocks(entry, {element(), op(OP::BRANCH, int_t, label(1))}),
+                ElementsAre(level_1));
 }
 
 TEST_F(ValidateTrees, ParametersAsPassedElsewhere) {
     NODE *const misplaced = asg(P(), address(name(parm)));
     NODE *const promise = nassert(op(OP::NEQ, int_t, name(parm), icon(0)));
     EXPECT_THAT(said_of(misplaced), testing::SizeIs(1));
-    EXPECT_THAT(said_of({asg(I(), icon(1)), promise, ending()}), testing::SizeIs(1));
+    EXPECT_THAT(said_of_block({asg(I(), icon(1)), promise, ending()}), testing::SizeIs(1));
     PRAGMA by_cctor;
     by_cctor.kind = PRG_FUNC_RET_BY_CCTOR;
     currfunc->pragmas = &by_cctor;
-    EXPECT_THAT(said_of({asg(I(), icon(1)), promise, ending()}), IsEmpty());
-    EXPECT_THAT(said_of({asg(I(), icon(1)), misplaced, ending()}), testing::SizeIs(1));
+    EXPECT_THAT(said_of_block({asg(I(), icon(1)), promise, ending()}), IsEmpty());
+    EXPECT_THAT(said_of_block({asg(I(), icon(1)), misplaced, ending()}), testing::SizeIs(1));
     currfunc->pragmas = nullptr;
     currfuninfo->symbol = va;
-    EXPECT_THAT(said_of({asg(I(), icon(1)), misplaced, tree(OP::URETURN, void_t, name(va))}),
+    EXPECT_THAT(said_of_block({asg(I(), icon(1)), misplaced, tree(OP::URETURN, void_t, name(va))}),
                 IsEmpty());
     currfuninfo->symbol = currfunc;
 }
@@ -335,7 +340,7 @@ TEST_F(ValidateTrees, Switches) {
         {op(OP::SWITCH, int_t, X(), default_()), {"Tree must have integer type"}},
     };
     for (const auto &row : rows)
-        EXPECT_EQ(said_of({row.stmt}), row.messages) << stmt2infix(row.stmt) << report;
+        EXPECT_EQ(said_of_block({row.stmt}), row.messages) << stmt2infix(row.stmt) << report;
     check_values({{"Invalid operator in tree node", {case_(), default_()}, {}}});
 }
 
@@ -496,7 +501,7 @@ TEST_F(ValidateTypes, StatementOperators) {
         {op(OP::RETURN, int_t, name(currfunc), I()), {}},
     };
     for (const auto &row : ends)
-        EXPECT_EQ(said_of({row.stmt}), row.messages) << stmt2infix(row.stmt) << report;
+        EXPECT_EQ(said_of_block({row.stmt}), row.messages) << stmt2infix(row.stmt) << report;
 }
 
 TEST_F(ValidateTypes, Calls) {
@@ -529,15 +534,15 @@ TEST_F(ValidateStmts, OrdinaryFunctionsPass) {
     NODE *const scaled = op(OP::PLUS, int_p, P(), op(OP::PMCONV, int_t, I(), icon(32)));
     NODE *const decayed = op(OP::PCONV, int_p, address(name(a)));
     NODE *const old = op(OP::PLUSPLUS, int_p, P(), icon(2));
-    EXPECT_THAT(
-        said_of({prolog_element(), tree(OP::PPRAGMA, void_t), tree(OP::ASM, void_t),
-                 op(OP::STASG, struct_t, S(), op(OP::UMULT, struct_t, name(sp))),
-                 op(OP::ARASG, array_t, name(a), name(a)), asg(op(OP::UMULT, int_t, old), I()),
-                 asg(P(), decayed), asg(I(), op(OP::UMULT, int_t, scaled)),
-                 op(OP::QUEST, void_t, I(), op(OP::COLON, void_t, call(g, {}), icon(0))),
-                 op(OP::MEMCPY, void_t, comma(comma(P(), name(q)), icon(4))),
-                 if_(op(OP::NEQ, int_t, I(), icon(0)), comma(label(1), label(2)))}),
-        IsEmpty())
+    EXPECT_THAT(said_of_block(
+                    {prolog_element(), tree(OP::PPRAGMA, void_t), tree(OP::ASM, void_t),
+                     op(OP::STASG, struct_t, S(), op(OP::UMULT, struct_t, name(sp))),
+                     op(OP::ARASG, array_t, name(a), name(a)), asg(op(OP::UMULT, int_t, old), I()),
+                     asg(P(), decayed), asg(I(), op(OP::UMULT, int_t, scaled)),
+                     op(OP::QUEST, void_t, I(), op(OP::COLON, void_t, call(g, {}), icon(0))),
+                     op(OP::MEMCPY, void_t, comma(comma(P(), name(q)), icon(4))),
+                     if_(op(OP::NEQ, int_t, I(), icon(0)), comma(label(1), label(2)))}),
+                IsEmpty())
         << report;
 }
 
@@ -547,7 +552,7 @@ TEST_F(ValidateStmts, DeepTrees) {
         sum = op(OP::PLUS, int_t, sum, I());
         wrapped = op(OP::SSA_MU, int_t, wrapped);
     }
-    EXPECT_THAT(said_of({asg(I(), sum), wrapped, ending()}), IsEmpty());
+    EXPECT_THAT(said_of_block({asg(I(), sum), wrapped, ending()}), IsEmpty());
     sum->type = int_p;
     said_of(asg(I(), sum));
     EXPECT_LT(report.size(), 10000u);
