@@ -100,7 +100,10 @@ bool types_contained_in_union(TYPE *a, TYPE *b, TYPE *whole) {
 // --- storage
 
 bool type_may_alias_type(TYPE *a, TYPE *b) {
-    const auto has_no_form = [](const TYPE *type) { return type->is_void() || type->is_func(); };
+    // Of what is defined elsewhere, nothing is known.
+    const auto has_no_form = [](const TYPE *type) {
+        return type->is_void() || type->is_func() || (type->is_csu() && !type->is_complete());
+    };
     if (has_no_form(a) || has_no_form(b) || read_alike(a, b)) return true;
     if (chars_alias_other_types && (is_char(a) || is_char(b))) return true;
     return any_contained(a, [b](TYPE *part) { return read_alike(part, b); }) ||
@@ -117,8 +120,4 @@ bool type_may_contain_volatile(const TYPE *type) {
 bool value_fits_in_type(const INT65 &value, const TYPE *type) {
     if (!type->is_int_or_enum() && !type->is_ptr()) return false;
     return value >= int_type_min(type) && value <= int_type_max(type);
-}
-
-INT65 type_mask(const TYPE *type) {
-    return type->size() < 64 ? (INT65(1) << INT65(type->size())) - 1 : INT65(~0u, ~0u, 0);
 }

@@ -175,8 +175,7 @@ void dump_members(const fkMDATA *member, std::FILE *stream) {
 } // namespace
 
 void TYPE::dump(std::FILE *stream) const {
-    const TYPE *base =
-        kind_ == FUNCTION || uid != 0 ? TYPE_PKG::base_type(const_cast<TYPE *>(this)) : nullptr;
+    const TYPE *base = TYPE_PKG::base_type(const_cast<TYPE *>(this));
     std::fprintf(stream, "%u: %s   size=%u align=%u", uid, printstr().c_str(), size_, align_);
     std::fprintf(stream, "   merg=%d refd=%d writ=%d cpp=%d complete=%d equiv=%u base=%u", merg,
                  refd, writ, cpp, is_complete(), equiv ? equiv->uid : 0, base ? base->uid : 0);
