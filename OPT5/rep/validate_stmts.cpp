@@ -103,8 +103,10 @@ void STMT_VALIDATOR::check_block(const BBLK *bb) {
             complain_of_block("NULL statement", bb);
             continue;
         }
-        const bool may_be_prolog = bb == funinfo->bb_list && cell == bb->statements;
-        check_statement(cell, may_be_prolog && tree_is_arg_prolog(top_of_statement(cell->first)));
+        const NODE *top = top_of_statement(cell->first);
+        const bool is_first = bb == funinfo->bb_list && cell == bb->statements;
+        const bool is_binary = top->left && top->right;
+        check_statement(cell, is_first && is_binary && tree_is_arg_prolog(top));
     }
 }
 

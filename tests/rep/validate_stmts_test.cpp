@@ -220,7 +220,7 @@ TEST_F(ValidateStmts, BranchesEndBlocks) {
 TEST_F(ValidateTrees, OperandCounts) {
     check({
         {"Node has too few subtrees",
-         {op(OP::ASG, int_t, I()), tree(OP::BRANCH, int_t), tree(OP::ASSERT, void_t),
+         {op(OP::ASG, int_t, I()), tree(OP::NASSERT, void_t), tree(OP::ASSERT, void_t),
           asg(I(), tree(OP::UMULT, int_t)), asg(I(), tree(OP::SSA_USE, int_t))},
          {op(OP::ASSERT, void_t, I()), op(OP::ASSERT, void_t, I(), P())}},
         {"Node has too many subtrees",
@@ -268,7 +268,7 @@ TEST_F(ValidateTrees, ArgumentProlog) {
         {{pcomma(pcomma(element(), element()), element())}, {}},
         {{op(OP::SSA_DEF, int_t, element())}, {}},
         {{pcomma(element(), op(OP::SSA_DEF, int_t, element()))}, {}},
-        {{asg(name(body_parm), op(OP::SCONV, int_t, name(parm)))}, {}},
+        {{pcomma(asg(name(body_parm), op(OP::SCONV, int_t, name(parm))), element())}, {}},
         {{pcomma(element(), pcomma(element(), element()))}, {"Right-towered PCOMMA tree"}},
         {{pcomma(element(), nassert(I()))}, {"Improper PCOMMA tree"}},
         {{pcomma(icon(0), element())}, {"Improper PCOMMA tree"}},
@@ -277,7 +277,7 @@ TEST_F(ValidateTrees, ArgumentProlog) {
         {{pcomma(element(), asg(I(), pcomma(plain(), plain())))}, {outside}},
         {{plain(), element()}, {level_1}},
         {{element(), element()}, {level_1}},
-        {{asg(I(), op(OP::PLUS, int_t, name(level("p1", int_p, 1)), I()))}, {level_1}},
+        {{asg(I(), op(OP::PLUS, int_p, name(level("p1", int_p, 1)), I()))}, {level_1}},
         {{plain(), asg(name(s), name(level("s1", struct_t, 1)))}, {}},
     };
     for (const auto &row : rows) {
