@@ -12,19 +12,22 @@ static void dump_current_function() {
     if (print_debug && currfuninfo && currfuninfo->bb_list) prbbinfix(0, 0, 0);
 }
 
+// Only asked for when the log wants it: it walks all free chunks, and once a step and function that
+// makes the run quadratic in the size of the file.
+static long bytes_in_use() {
+    return print_debug ? static_cast<long>(mallinfo2().uordblks) : 0;
+}
+
 void pass::run() {
     dprintf("\n\n\t\t\t---------- ENTERING step %d '%s' ----------\n", static_cast<int>(number()),
             name_.c_str());
     dump_current_function();
-    const struct mallinfo2 memory_before = mallinfo2();
+    const long memory_before = bytes_in_use();
     const std::clock_t time_before = std::clock();
     function_();
     const std::clock_t time_after = std::clock();
     dprintf("(%.1f sec for pass.)\n", static_cast<double>(time_after - time_before) / 1e6);
-    const struct mallinfo2 memory_after = mallinfo2();
-    dprintf("(%d net bytes allocated.)\n",
-            static_cast<int>(static_cast<long>(memory_after.uordblks) -
-                             static_cast<long>(memory_before.uordblks)));
+    dprintf("(%d net bytes allocated.)\n", static_cast<int>(bytes_in_use() - memory_before));
     dprintf("\n\n\n\t\t\t---------- EXITING step %d '%s' ----------\n", static_cast<int>(number()),
             name_.c_str());
     dump_current_function();
