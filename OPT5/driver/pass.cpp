@@ -12,10 +12,13 @@ static void dump_current_function() {
     if (print_debug && currfuninfo && currfuninfo->bb_list) prbbinfix(0, 0, 0);
 }
 
-// Only asked for when the log wants it: it walks all free chunks, and once a step and function that
-// makes the run quadratic in the size of the file.
+// Figures of a step are only asked for when the log wants them: mallinfo walks all free chunks, and
+// once a step and function that makes the run quadratic in the size of the file.
 static long bytes_in_use() {
     return print_debug ? static_cast<long>(mallinfo2().uordblks) : 0;
+}
+static std::clock_t time_used() {
+    return print_debug ? std::clock() : 0;
 }
 
 void pass::run() {
@@ -23,9 +26,9 @@ void pass::run() {
             name_.c_str());
     dump_current_function();
     const long memory_before = bytes_in_use();
-    const std::clock_t time_before = std::clock();
+    const std::clock_t time_before = time_used();
     function_();
-    const std::clock_t time_after = std::clock();
+    const std::clock_t time_after = time_used();
     dprintf("(%.1f sec for pass.)\n", static_cast<double>(time_after - time_before) / 1e6);
     dprintf("(%d net bytes allocated.)\n", static_cast<int>(bytes_in_use() - memory_before));
     dprintf("\n\n\n\t\t\t---------- EXITING step %d '%s' ----------\n", static_cast<int>(number()),
