@@ -266,8 +266,7 @@ void CROSS_JUMPER::list_work() {
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
         TASK task = {bb, {}, !is_root[bb->serial] && !bb->is_exit};
         for (EDGE *edge = bb->predecessors; edge; edge = edge->next) {
-            const LIST *branch = branch_cell(edge->bb);
-            if (branch && branch->first->op == OP::BRANCH)
+            if (cells_of(edge->bb).back()->first->op == OP::BRANCH)
                 task.group.push_back(edge->bb);
             else
                 task.all_ways = false;
