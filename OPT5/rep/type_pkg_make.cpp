@@ -127,7 +127,7 @@ TYPE *TYPE_PKG::mk_ref(TYPE *to, std::uint32_t size, std::uint32_t align) {
 
 TYPE *TYPE_PKG::mk_qual(TYPE *base, unsigned bits, std::uint32_t size, std::uint32_t align) {
     checked_base(base, "TYPE_PKG::mk_qual()");
-    if ((bits & ~base->qual_kind(true)) == 0) return base;
+    if ((bits & ~base->qual_kind(true)) == 0) return checked_part(base, "TYPE_PKG::mk_qual()");
     if (base->kind_ == TYPE::QUALIFIED) { // no two layers of qualifiers follow each other
         bits |= base->sub.qualified.bits;
         base = base->sub.qualified.base;

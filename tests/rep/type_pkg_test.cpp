@@ -622,6 +622,7 @@ TEST_F(HostileTypes, EndTheRunWithTheirMessage) {
         {"Unfinished type:  TYPE_PKG::append_param", [&] { function({open}); }},
         {"Unfinished type:  TYPE_PKG::mk_func",
          [&] { pkg->mk_func(open, false, false, 0, false); }},
+        {"Unfinished type:  TYPE_PKG::mk_qual", [&] { pkg->mk_qual(open, 0); }},
         {"Element without a type:  TYPE_PKG::append_param", [&] { function({nullptr}); }},
         {"Bad kind:  TYPE_PKG::append_param", [&] { pkg->append_param(int_, int_, 0, {}); }},
         {"Bad kind:  TYPE_PKG::append_etor", [&] { pkg->append_etor(s, "e", INT65(1), nullptr); }},
