@@ -36,13 +36,13 @@ protected:
         types["fixed7"] = tp->mk_fxtpt(7, 1, T("short"), 16, 16);
         types["cfloat"] = tp->mk_complex(T("float"), 64, 32);
         types["cint"] = tp->mk_complex(T("int"), 64, 32);
-        types["cint int"] = tp->mk_qual(T("int"), TQ_const);
+        types["const int"] = tp->mk_qual(T("int"), TQ_const);
         types["vint"] = tp->mk_qual(T("int"), TQ_volatile);
         types["INT"] = tp->mk_typedef("INT", T("int"), 32, 32, false, false, nullptr);
-        types["CINT"] = tp->mk_typedef("CINT", T("cint int"), 32, 32, false, false, nullptr);
+        types["CINT"] = tp->mk_typedef("CINT", T("const int"), 32, 32, false, false, nullptr);
         types["LONG"] = tp->mk_typedef("LONG", T("long"), 32, 32, false, false, nullptr);
         for (const char *to :
-             {"int", "uint", "long", "short", "char", "float", "INT", "cint int", "void*", "LONG"})
+             {"int", "uint", "long", "short", "char", "float", "INT", "const int", "void*", "LONG"})
             types[std::string(to) + "*"] = tp->mk_ptr(T(to));
         types["int&"] = tp->mk_ref(T("int"), 16, 16);
         types["int*r"] = tp->mk_qual(T("int*"), TQ_restrict);
@@ -220,10 +220,10 @@ TEST_F(Types, Components) {
     EXPECT_EQ(T("fixed")->underlying_type(), T("short"));
     EXPECT_EQ(T("cfloat")->part_type(), T("float"));
     EXPECT_EQ(T("INT")->getd(TYPE::INTEGER), T("int"));
-    EXPECT_EQ(T("CINT")->getd(TYPE::QUALIFIED), T("cint int"));
+    EXPECT_EQ(T("CINT")->getd(TYPE::QUALIFIED), T("const int"));
     EXPECT_EQ(T("CINT")->getr(TYPE::INTEGER), T("int"));
-    EXPECT_EQ(T("CINT")->stqs(), T("cint int"));
-    EXPECT_EQ(T("cint int")->stqs(), T("cint int"));
+    EXPECT_EQ(T("CINT")->stqs(), T("const int"));
+    EXPECT_EQ(T("const int")->stqs(), T("const int"));
     EXPECT_STREQ(T("S")->name(), "S");
     EXPECT_STREQ(T("CINT")->name(), "CINT");
     EXPECT_STREQ(T("int")->name(), "");
@@ -246,7 +246,7 @@ TEST_F(Types, Qualifiers) {
     EXPECT_EQ(nested->type_qualified(), tp->mk_array(T("int[3]"), 2));
     EXPECT_EQ(T("CINT")->type_qualified(), T("int"));
     EXPECT_EQ(T("int[3]")->type_qualified(), T("int[3]"));
-    EXPECT_EQ(T("cint int*")->type_qualified(), T("cint int*")) << "not below pointers";
+    EXPECT_EQ(T("const int*")->type_qualified(), T("const int*")) << "not below pointers";
 
     TYPE *both = tp->mk_qual(T("int*"), TQ_restrict | TQ_const);
     EXPECT_EQ(tp->remove_known_qual(both, TQ_const), T("int*r"));
@@ -284,7 +284,7 @@ TEST_F(Types, NormalForms) {
         {"double", "float"},
         {"ldouble", "float"},
         {"INT", "int"},
-        {"CINT", "cint int"},
+        {"CINT", "const int"},
         {"LONG*", "int*"},
         {"long*", "int*"},
         {"short*", "char*"},
@@ -297,13 +297,13 @@ TEST_F(Types, NormalForms) {
         {"int(*)(LONG)", "int(*)(int)"},
         {"int*r", "int*r"},
         {"int[3]", "int[3]"},
-        {"fixed7", "fixed7"},
         {"cfloat", "cfloat"},
         {"int[]", "int[]"},
     };
     for (const auto &c : cases)
         EXPECT_EQ(T(c.name)->normalized(), T(c.normal)) << c.name;
-    EXPECT_EQ(T("CINT[3]")->normalized(), tp->mk_array(T("cint int"), 3));
+    EXPECT_EQ(T("CINT[3]")->normalized(), tp->mk_array(T("const int"), 3));
+    EXPECT_EQ(T("fixed7")->normalized(), tp->mk_fxtpt(7, 1, T("char"), 16, 16));
     EXPECT_EQ(T("long40")->normalized()->size(), 40u);
     for (const auto &[name, type] : types) {
         TYPE *normal = type->normalized();
@@ -362,7 +362,7 @@ TEST_F(Types, ExactTypesAreEqualInEveryField) {
         return exact_types(type, &made) && exact_types(&made, type);
     };
     const auto nothing = [](TYPE &) {};
-    for (const char *name : {"void", "int", "float", "fixed", "cint", "int*", "int&", "cint int",
+    for (const char *name : {"void", "int", "float", "fixed", "cint", "int*", "int&", "const int",
                              "INT", "int[3]", "int v4", "int S::*", "int(int)"}) {
         EXPECT_TRUE(equal_but(T(name), nothing)) << name;
         EXPECT_FALSE(equal_but(T(name), [](TYPE &t) { t.align_ += 16; })) << name;
@@ -404,7 +404,7 @@ TEST_F(Types, Relations) {
         {"fixed", "fixed7", 0},
         {"fixed", "short", 0},
         {"cfloat", "cint", 0},
-        {"int*", "cint int*", all},
+        {"int*", "const int*", all},
         {"int*", "int*r", all},
         {"int*", "long*", all},
         {"int*", "E*", all},
@@ -569,9 +569,9 @@ TEST_F(Types, Spellings) {
         {"ldouble", "long double"},
         {"fixed", "fixed<15>"},
         {"cfloat", "complex float"},
-        {"cint int", "const int"},
+        {"const int", "const int"},
         {"CINT", "CINT"},
-        {"cint int*", "const int *"},
+        {"const int*", "const int *"},
         {"int*r", "int *restrict"},
         {"int&", "int &"},
         {"int[3]", "int [3]"},
@@ -594,7 +594,7 @@ TEST_F(Types, Spellings) {
               "const volatile packed near far restrict ioport onchip int");
     EXPECT_EQ(tp->mk_ptr(T("int[3]"))->printstr(), "int (*)[3]");
     EXPECT_EQ(tp->mk_array(T("int(*)(int)"), 2)->printstr(), "int (*[2])(int)");
-    EXPECT_EQ(tp->mk_ptr(tp->mk_qual(T("int*"), TQ_const))->printstr(), "int **const");
+    EXPECT_EQ(tp->mk_ptr(tp->mk_qual(T("int*"), TQ_const))->printstr(), "int *const *");
     EXPECT_EQ(tp->mk_qual(T("int(*)(int)"), TQ_const)->printstr(), "int (*const)(int)");
     EXPECT_EQ(tp->mk_array(tp->mk_array(T("int"), 3), 2)->printstr(), "int [2][3]");
 
@@ -639,21 +639,14 @@ TEST_F(Types, Aliases) {
         const char *a, *b;
         bool chars_alias, chars_do_not;
     } cases[] = {
-        {"int", "uint", true, true},
-        {"int", "E", true, true},
-        {"int", "float", false, false},
-        {"int", "int*", false, false},
-        {"int*", "S*", true, true},
-        {"int", "S", true, true},
-        {"float", "S", false, false},
-        {"float", "C", true, true},
-        {"short", "float", true, false},
-        {"char", "S*", true, false},
-        {"S", "S2", true, true},
-        {"void", "float", true, true},
-        {"open", "float", true, true},
-        {"int", "int[3]", true, true},
-        {"int[3]", "float v4", false, false},
+        {"int", "uint", true, true},     {"int", "E", true, true},
+        {"int", "float", false, false},  {"int", "int*", false, false},
+        {"int*", "S*", true, true},      {"int", "S", true, true},
+        {"float", "S", false, false},    {"float", "C", true, true},
+        {"short", "float", true, false}, {"char", "S*", true, false},
+        {"S", "S2", true, true},         {"S", "C", true, true},
+        {"void", "float", true, true},   {"open", "float", true, true},
+        {"int", "int[3]", true, true},   {"int[3]", "float v4", false, false},
     };
     for (const auto &c : cases)
         for (const auto &[x, y] : {std::pair(c.a, c.b), std::pair(c.b, c.a)}) {
@@ -674,7 +667,7 @@ TEST_F(Types, Coercions) {
         {"int", "int", {}, "int"},
         {"int", "LONG", {}, "int"},
         {"int", "E", {}, "int"},
-        {"cint int", "int", {}, "cint int"},
+        {"const int", "int", {}, "const int"},
         {"int", "short", {OP::SCONV}, "char"},
         {"int", "uint", {OP::SCONV}, "uint"},
         {"int", "CINT", {}, "int"},
@@ -683,7 +676,7 @@ TEST_F(Types, Coercions) {
         {"int", "bool", {OP::SCONV}, "bool"},
         {"float", "int", {OP::SCONV}, "int"},
         {"float", "double", {}, "float"},
-        {"int*", "cint int*", {}, "int*"},
+        {"int*", "const int*", {}, "int*"},
         {"int*", "float*", {OP::PCONV}, "float*"},
         {"void*", "int*r", {OP::PCONV}, "int*"},
         {"int", "int*", {OP::PCONV}, "int*"},
