@@ -124,13 +124,15 @@ constexpr IF_FIELD source[] = {plain("name", string)};
 constexpr IF_FIELD subkind = hidden("subkind", u8, R::selector);
 constexpr IF_FIELD ldspec_induct[] = {plain("id", uleb),
                                       subkind,
-                                      plain("field 3", sleb),
+                                      plain("field 3", uleb),
+                                      plain("field 4", sleb),
                                       type_ref("type"),
                                       plain("symbol", sleb, R::symbol_level),
                                       hidden("symbol index", uleb, R::symbol_index)};
 constexpr IF_FIELD ldspec_rand[] = {plain("id", uleb),
                                     subkind,
                                     plain("field 3", uleb),
+                                    plain("field 4", uleb),
                                     type_ref("type"),
                                     plain("symbol", sleb, R::symbol_level),
                                     hidden("symbol index", uleb, R::symbol_index)};
