@@ -36,9 +36,10 @@ const LBL *label_record(const NODE *label) {
 }
 
 bool same_block(const NODE *a, const NODE *b) {
+    const auto &label_a = a->u.label, &label_b = b->u.label;
+    if (!label_a.lbl && !label_b.lbl && label_a.index == label_b.index) return true;
     const LBL *to_a = label_record(a), *to_b = label_record(b);
-    if (!to_a || !to_b) return to_a == to_b && a->u.label.index == b->u.label.index;
-    return to_a == to_b || (to_a->bb && to_a->bb == to_b->bb);
+    return to_a && to_b && (to_a == to_b || (to_a->bb && to_a->bb == to_b->bb));
 }
 
 bool same_member(const NODE *a, const NODE *b) {
