@@ -106,7 +106,10 @@ void keep_entry_apart() {
     entry->loop = first->loop;
     entry->reached = true;
     entry->successors = mkedge(first, nullptr, -1.0);
-    first->predecessors = mkedge(entry, first->predecessors, -1.0);
+    EDGE **end = &first->predecessors; // where the next pass will have it
+    while (*end)
+        end = &(*end)->next;
+    *end = mkedge(entry, nullptr, -1.0);
     currfuninfo->bb_list = entry;
 }
 

@@ -257,6 +257,7 @@ LIST *TAIL_CALLS::assign_parameters(std::vector<NODE *> arguments, LIST *behind,
     const auto put_in_front = [&list, psn](NODE *stmt) { list = mkelist(stmt, list, psn); };
     for (std::size_t i = n; i-- > 0;) {
         SYMTAB *variable = parameters[i].variable;
+        if (!variable) arguments[i] = peel_for_effect(arguments[i]);
         if (variable && later.count(variable)) {
             temps[i] = sym_temp('R', -1, variable->type, nullptr);
             put_in_front(mk_ASG(mk_NAME(variable, nullptr), mk_NAME(temps[i], nullptr)));
@@ -267,7 +268,7 @@ LIST *TAIL_CALLS::assign_parameters(std::vector<NODE *> arguments, LIST *behind,
         NODE *argument = arguments[i];
         SYMTAB *variable = temps[i] ? temps[i] : parameters[i].variable;
         if (!variable) {
-            if (NODE *effect = peel_for_effect(argument)) put_in_front(effect);
+            if (argument) put_in_front(argument);
         } else if (argument->op == OP::NAME && argument->u.name.sym == variable) {
             erase_tree(argument);
         } else {
