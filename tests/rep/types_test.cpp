@@ -338,6 +338,13 @@ TEST_F(Types, TypesThatLeadFar) {
     EXPECT_TRUE(compatible_types(a, b));
     EXPECT_EQ(b->normalized(), a->normalized());
     EXPECT_LT(a->printstr().size(), 20000u);
+    TYPE *x = T("int S::*"), *y = tp->mk_ptm(T("LONG"), T("S"), 32, 32);
+    for (int i = 0; i < 200; ++i) {
+        x = tp->mk_ptm(x, x, 32, 32);
+        y = tp->mk_ptm(y, y, 32, 32);
+    }
+    EXPECT_TRUE(equiv_mtypes(x, y));
+    EXPECT_LT(y->printstr().size(), 20000u);
     TYPE *chain = T("int");
     for (int i = 0; i < 900; ++i)
         chain = tp->mk_ptr(chain);
@@ -503,6 +510,10 @@ TEST_F(Types, CombinedTypes) {
     EXPECT_EQ(tp->c_usual_arith_conv(T("int"), T("char*")), T("char*"));
     // A long that differs in size from unsigned keeps its sign.
     EXPECT_EQ(combined_type_for_types(T("long40"), T("uint")), T("long40"));
+    TYPE *long24 = tp->mk_int(TYPE::LONG, false, 24, 16);
+    EXPECT_EQ(combined_type_for_types(long24, T("uint")), T("long"));
+    kr_flag = 1;
+    EXPECT_EQ(combined_type_for_types(long24, T("uint")), T("ulong"));
 }
 
 TEST_F(Types, Signs) {
@@ -715,7 +726,11 @@ TEST_F(Types, ConstantsAreCoercedInPlace) {
         {-2, "short", "int", -2},        {4294967295, "uint", "int", -1},
     };
     for (const auto &c : cases) {
-        NODE *tree = coerce_to_type(T(c.to), mk_ICON(c.from, T(c.type)));
+        LS *scope = reinterpret_cast<LS *>(&types); // is handed on, never looked at
+        NODE *constant = mk_ICON(c.from, T(c.type));
+        constant->scope = scope;
+        NODE *tree = coerce_to_type(T(c.to), constant);
+        EXPECT_EQ(tree->scope, scope);
         ASSERT_EQ(int{tree->op}, int{OP::ICON});
         EXPECT_EQ(tree->u.lval, INT65(c.value)) << c.from << " to " << c.to;
         EXPECT_TRUE(equiv_mtypes(tree->type, T(c.to)));
