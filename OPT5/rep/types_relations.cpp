@@ -26,14 +26,14 @@ private:
     bool layer_agrees(TYPE *a, TYPE *b);
     bool arrays_agree(const TYPE *a, const TYPE *b);
     bool functions_agree(const TYPE *a, const TYPE *b);
-    bool is_known(TYPE *a, TYPE *b); // a pair that was met before
+    bool was_met(TYPE *a, TYPE *b);
     void open(TYPE *a, TYPE *b) { pairs.emplace_back(a, b); }
 
     // More pairs than two honest types of this size can have.
     static constexpr std::size_t limit = 100000;
     SENSE sense;
     std::vector<std::pair<TYPE *, TYPE *>> pairs;
-    boost::unordered_set<std::pair<TYPE *, TYPE *>> branched; // with several components each
+    boost::unordered_set<std::pair<TYPE *, TYPE *>> functions; // that were met
 };
 
 // Enums mean their integers.
@@ -60,12 +60,12 @@ bool SIDE_BY_SIDE::agree(TYPE *a, TYPE *b) {
     }
 }
 
-bool SIDE_BY_SIDE::is_known(TYPE *a, TYPE *b) {
-    return !branched.emplace(a, b).second;
+bool SIDE_BY_SIDE::was_met(TYPE *a, TYPE *b) {
+    return !functions.emplace(a, b).second;
 }
 
 bool SIDE_BY_SIDE::layer_agrees(TYPE *a, TYPE *b) {
-    if (branched.size() > limit) return false;
+    if (functions.size() > limit) return false;
     if (a->kind_ != TYPE::ARRAY && a->size_ != b->size_) return false;
     const TYPE::SUB &x = a->sub, &y = b->sub;
     switch (a->kind_) {
@@ -83,11 +83,10 @@ bool SIDE_BY_SIDE::layer_agrees(TYPE *a, TYPE *b) {
         return true;
     case TYPE::ARRAY: return arrays_agree(a, b);
     case TYPE::PTM:
-        if (is_known(a, b)) return true;
         open(x.ptm.member, y.ptm.member);
         open(x.ptm.csu, y.ptm.csu);
         return true;
-    case TYPE::FUNCTION: return is_known(a, b) || functions_agree(a, b);
+    case TYPE::FUNCTION: return was_met(a, b) || functions_agree(a, b);
     case TYPE::ENUM: // without an underlying type
     case TYPE::CLASS:
     case TYPE::STRUCT:
