@@ -146,7 +146,7 @@ private:
     void body(const NODE *node, FORM form) {
         const int own = binding(node, form);
         switch (form) {
-        case FORM::LEAF: append_payload(out, node, limit); break;
+        case FORM::LEAF: append_payload(out, node); break;
         case FORM::LEFT_ASSOC: binary(node, own, own + 1); break;
         case FORM::RIGHT_ASSOC: binary(node, own + 1, own); break;
         case FORM::CHOICE: binary(node, own + 1, own); break;
@@ -154,7 +154,7 @@ private:
         case FORM::STEP: step(node, own); break;
         case FORM::CAST:
             out += '(';
-            append_escaped(out, node->type ? node->type->printstr() : "?", 0);
+            append_type(out, node->type);
             out += ')';
             expr(node->left, own);
             break;
@@ -166,7 +166,7 @@ private:
         case FORM::LIST: list(node); break;
         case FORM::CALL_: call(node, own); break;
         case FORM::INTRINSIC:
-            append_payload(out, node, limit);
+            append_payload(out, node);
             arguments(node->left);
             break;
         case FORM::FUNCTION: function(node); break;
@@ -308,7 +308,7 @@ private:
         case OP::PPRAGMA: out += "#pragma "; break;
         default: break;
         }
-        append_payload(out, node, limit);
+        append_payload(out, node);
         if (node->op == OP::ASM || node->op == OP::SKIP) out += ')';
         if (node->op == OP::LABELDEF) out += ':';
     }

@@ -9,16 +9,19 @@
 unsigned (*ssa_variable_number_hook)(const void *variable) = nullptr;
 
 namespace {
-void append_text(std::string &out, const char *text, std::size_t limit) {
-    const std::string_view all = text ? text : "<NULL>";
-    append_escaped(out, all.substr(0, limit), 0);
-    if (all.size() > limit) out += "...";
+void append_text(std::string &out, std::string_view text) {
+    append_escaped(out, text.substr(0, longest_printed_text), 0);
+    if (text.size() > longest_printed_text) out += "...";
 }
 
-void append_quoted(std::string &out, std::string_view bytes, std::size_t limit) {
+void append_name(std::string &out, const char *name) {
+    append_text(out, name ? name : "<NULL>");
+}
+
+void append_quoted(std::string &out, std::string_view bytes) {
     out += '"';
-    append_escaped(out, bytes.substr(0, limit), '"');
-    out += bytes.size() > limit ? "\"..." : "\"";
+    append_escaped(out, bytes.substr(0, longest_printed_text), '"');
+    out += bytes.size() > longest_printed_text ? "\"..." : "\"";
 }
 
 void append_integer(std::string &out, const NODE *node) {
@@ -28,20 +31,20 @@ void append_integer(std::string &out, const NODE *node) {
         out += std::to_string(static_cast<std::int64_t>(node->u.lval.low64()));
 }
 
-void append_pragma(std::string &out, const PRAGMA *pragma, std::size_t limit) {
+void append_pragma(std::string &out, const PRAGMA *pragma) {
     if (!pragma) return;
     out += pragma_name(pragma->kind);
     out += '(';
     for (std::int32_t i = 0; i < pragma->count; ++i) {
         if (i) out += ", ";
-        append_text(out, pragma->args[i], limit);
+        append_name(out, pragma->args[i]);
     }
     out += ')';
 }
 
-void append_member(std::string &out, const fkMDATA *member, std::size_t limit) {
+void append_member(std::string &out, const fkMDATA *member) {
     if (member && member->name && *member->name)
-        append_text(out, member->name, limit);
+        append_name(out, member->name);
     else
         out += "#" + std::to_string(member ? member->index : 0);
 }
@@ -71,26 +74,28 @@ void append_escaped(std::string &out, std::string_view bytes, char quote) {
     }
 }
 
-void append_payload(std::string &out, const NODE *node, std::size_t limit) {
+void append_type(std::string &out, const TYPE *type) {
+    append_text(out, type ? type->printstr() : "?");
+}
+
+void append_payload(std::string &out, const NODE *node) {
     switch (node->op) {
     case OP::ICON:
     case OP::LCON: append_integer(out, node); break;
     case OP::FCON: out += node->u.fcon.value ? node->fcon_value() : "<NULL>"; break;
-    case OP::SCON: append_quoted(out, node->scon_value(), limit); break;
-    case OP::NAME:
-        append_text(out, node->u.name.sym ? node->u.name.sym->name : nullptr, limit);
-        break;
+    case OP::SCON: append_quoted(out, node->scon_value()); break;
+    case OP::NAME: append_name(out, node->u.name.sym ? node->u.name.sym->name : nullptr); break;
     case OP::LABEL:
     case OP::LABELDEF:
         out += "g" + std::to_string(static_cast<std::int32_t>(node->label_id()));
         break;
-    case OP::FIELD: append_member(out, node->u.field.mdata, limit); break;
+    case OP::FIELD: append_member(out, node->u.field.mdata); break;
     case OP::ICALL:
     case OP::UICALL:
     case OP::MCALL:
-    case OP::UMCALL: append_text(out, node->u.icall.name, limit); break;
-    case OP::ASM: append_quoted(out, node->u.asm_.text ? node->u.asm_.text : "", limit); break;
-    case OP::PPRAGMA: append_pragma(out, node->u.ppragma.pragma, limit); break;
+    case OP::UMCALL: append_name(out, node->u.icall.name); break;
+    case OP::ASM: append_quoted(out, node->u.asm_.text ? node->u.asm_.text : ""); break;
+    case OP::PPRAGMA: append_pragma(out, node->u.ppragma.pragma); break;
     case OP::SKIP: out += std::to_string(node->skip_count()); break;
     case OP::SSA_PHI:
     case OP::SSA_USE:

@@ -7,12 +7,11 @@
 #include <algorithm>
 
 namespace {
-constexpr int deepest_indent = 30;           // in levels; keeps the log of a deep tree linear
-constexpr std::size_t longest_payload = 500; // of a text in characters
+constexpr int deepest_indent = 30; // in levels; keeps the log of a deep tree linear
 
 std::string type_text(const TYPE *type) {
     std::string text;
-    append_escaped(text, type ? type->printstr() : "<NULL>", 0);
+    append_type(text, type);
     return text;
 }
 
@@ -31,7 +30,7 @@ void dump_payload(const NODE *node) {
         dprintf("%s ==> ", earlier.c_str());
     }
     std::string payload;
-    append_payload(payload, node, longest_payload);
+    append_payload(payload, node);
     if (!payload.empty()) dprintf("%s ", payload.c_str());
     switch (node->op) {
     case OP::NAME:
@@ -48,8 +47,9 @@ void dump_payload(const NODE *node) {
     case OP::DDNODE: dprintf("DD#%u ", node->ddnode_id()); break;
     default: break;
     }
-    const bool has_profile = node->edge_profile != ~0u, has_weight = ext && ext->probability >= 0;
-    if (has_profile) dprintf("#%u", node->edge_profile);
+    const std::uint32_t profile = node->get_edge_profile_value();
+    const bool has_profile = profile != ~0u, has_weight = ext && ext->probability >= 0;
+    if (has_profile) dprintf("#%u", profile);
     if (has_weight) dprintf("#%.3f", ext->probability);
     if (has_profile || has_weight) dprintf(" ");
 }
@@ -70,7 +70,7 @@ void dump_node(const NODE *node, int depth) {
     dump_payload(node);
     dprintf("<%s>", type_text(node->type).c_str());
     if (node->depnum >= 0) dprintf(" depnum:%ld", static_cast<long>(node->depnum));
-    const int hint = node->op == OP::LABEL ? node->u.label.branch_hint : 0;
+    const int hint = node->branch_hint();
     if (hint == 0)
         dprintf("\n");
     else

@@ -10,10 +10,16 @@
 // appended never holds a line end.
 void append_escaped(std::string &out, std::string_view bytes, char quote);
 
+// No name or other text of a node is printed longer than this: a tree may hold it many times.
+inline constexpr std::size_t longest_printed_text = 500;
+
+// Appends a type's spelling; "?" for null.
+void append_type(std::string &out, const TYPE *type);
+
 // Appends the payload of a node: the value of a constant, the name of a symbol, member or
-// intrinsic, a label's number. Nothing for a node whose opcode and operands say all. Of more than
-// `limit` bytes of a text only the first are given, with "..." behind them.
-void append_payload(std::string &out, const NODE *node, std::size_t limit);
+// intrinsic, a label's number. Nothing for a node whose opcode and operands say all. A text is cut
+// off with "...".
+void append_payload(std::string &out, const NODE *node);
 
 // The operators that only wrap a tree for an analysis.
 inline bool is_ssa_wrapper(const NODE *node) {
