@@ -36,10 +36,10 @@ void IF_MODEL::note_type(IF_SECTION_ID section, std::size_t index) {
     case IF_KIND_typedef:
     case IF_KIND_enum:
     case IF_KIND_qualified: {
-        static const unsigned typedef_base = static_cast<unsigned>(
-            if_layout(IF_TAG_type, IF_KIND_typedef)->slot("base"));
-        static const unsigned enum_base = static_cast<unsigned>(
-            if_layout(IF_TAG_type, IF_KIND_enum)->slot("underlying"));
+        static const unsigned typedef_base =
+            static_cast<unsigned>(if_layout(IF_TAG_type, IF_KIND_typedef)->slot("base"));
+        static const unsigned enum_base =
+            static_cast<unsigned>(if_layout(IF_TAG_type, IF_KIND_enum)->slot("underlying"));
         signed_as(r.selector == IF_KIND_typedef ? typedef_base
                   : r.selector == IF_KIND_enum  ? enum_base
                                                 : static_cast<unsigned>(IF_TYPE::fields));
@@ -122,7 +122,7 @@ std::string if_layout_note(const IF_MODEL &model) {
         position = s.end;
     }
     if (position != model.bytes.size())
-        return std::to_string(model.bytes.size() - position) + " bytes behind the last section, at offset " +
-               std::to_string(position);
+        return std::to_string(model.bytes.size() - position) +
+               " bytes behind the last section, at offset " + std::to_string(position);
     return {};
 }

@@ -58,12 +58,13 @@ struct IF_RECORD {
     std::uint32_t body_size = 0;       // bytes behind the frame's tag and size
     std::uint32_t first_value = 0;     // in IF_MODEL::values: one a field of the layout, in order,
     std::uint32_t value_count = 0;     // then the items of its list, field by field
-    std::uint32_t end = 0; // index in the section of the record behind this one and all that belongs
-                           // to it: a node's operands, a statement's tree, a symbol's pragmas, ...
+    std::uint32_t end =
+        0; // index in the section of the record behind this one and all that belongs
+           // to it: a node's operands, a statement's tree, a symbol's pragmas, ...
     std::uint8_t tag = 0;
-    std::uint8_t selector = 0; // opcode, file kind or subkind
+    std::uint8_t selector = 0;   // opcode, file kind or subkind
     std::uint8_t frame_size = 0; // bytes of tag and size
-    bool damaged = false; // did not fit its layout: values that could not be read are 0
+    bool damaged = false;        // did not fit its layout: values that could not be read are 0
 };
 
 struct IF_SECTION {
@@ -189,6 +190,6 @@ private:
     std::vector<SYMBOL> globals_, locals_;
 };
 
-// For each file-level symbol by index: the offset of its tag 1 or tag 105 record, of the last one if
-// there are several; 0 without any.
+// For each file-level symbol by index: the offset of its tag 1 or tag 105 record, of the last one
+// if there are several; 0 without any.
 std::vector<std::uint32_t> if_body_positions(const IF_MODEL &model, std::size_t globals);

@@ -69,10 +69,12 @@ private:
     }
 
     bool read_magic(std::uint32_t (&offsets)[5]) {
-        if (src_.at_end()) return refuse(0, "expected the file header (tag 8), found an empty file");
+        if (src_.at_end())
+            return refuse(0, "expected the file header (tag 8), found an empty file");
         if_source::frame f = src_.read_header();
         if (f.tag != IF_TAG_header)
-            return refuse(0, "expected the file header (tag 8), found tag " + std::to_string(f.tag));
+            return refuse(0,
+                          "expected the file header (tag 8), found tag " + std::to_string(f.tag));
         std::uint32_t start = here();
         if (f.size > src_.left())
             return refuse(1, "header of " + std::to_string(f.size) + " bytes, but only " +
@@ -87,17 +89,17 @@ private:
         if (!body.overrun() && m_.header.cpu_id != if_family_cpu_id)
             return refuse(at + 2, "expected cpu id " + std::to_string(if_family_cpu_id) +
                                       ", found " + std::to_string(m_.header.cpu_id));
-        if (!body.overrun() && (m_.header.version > if_current_version ||
-                                m_.header.version < if_oldest_version))
+        if (!body.overrun() &&
+            (m_.header.version > if_current_version || m_.header.version < if_oldest_version))
             return refuse(at, "expected a version from " + std::to_string(if_oldest_version) +
                                   " to " + std::to_string(if_current_version) + ", found " +
                                   std::to_string(m_.header.version));
         offset_field_at_ = static_cast<std::uint32_t>(body.tell());
-        for (std::uint32_t &offset : offsets) offset = body.read_u32();
+        for (std::uint32_t &offset : offsets)
+            offset = body.read_u32();
         m_.header.name = body.read_string();
         if (m_.header.version >= -83) m_.header.reserved = body.read_u32();
-        if (body.overrun())
-            return refuse(start + f.size, "the header ends before its last field");
+        if (body.overrun()) return refuse(start + f.size, "the header ends before its last field");
         if (!body.at_end())
             return refuse(static_cast<std::uint32_t>(body.tell()),
                           "expected the end of the header, found " + std::to_string(body.left()) +
@@ -192,9 +194,9 @@ private:
 
     std::string found() const {
         int tag = next_tag();
-        return tag < 0               ? "the end of the file"
+        return tag < 0             ? "the end of the file"
                : tag == if_end_tag ? "an end mark"
-                                     : record_name(tag);
+                                   : record_name(tag);
     }
 
     // One tree of nodes, in prefix order. False if it is not complete.
@@ -207,7 +209,8 @@ private:
         bool complete = true;
         do {
             if (stop_ || next_tag() != IF_TAG_node) {
-                if (!stop_) error(here(), "expected " + record_name(IF_TAG_node) + ", found " + found());
+                if (!stop_)
+                    error(here(), "expected " + record_name(IF_TAG_node) + ", found " + found());
                 complete = false;
                 break;
             }
@@ -261,7 +264,8 @@ private:
             read_fields(r, body);
         } else {
             if (!options_.keep_unknown)
-                error(r.offset, "expected a record, found the unknown tag " + std::to_string(f.tag));
+                error(r.offset,
+                      "expected a record, found the unknown tag " + std::to_string(f.tag));
             m_.values.push_back(IF_VALUE::of_text(src_.read_bytes(f.size)));
         }
         src_.seek(end);

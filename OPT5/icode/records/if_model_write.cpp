@@ -108,7 +108,8 @@ private:
     std::string write_value(const IF_FIELD &field, const IF_VALUE &v, std::uint32_t governing) {
         IF_ENC enc = field.enc;
         if (enc == IF_ENC::list) enc = field.count;
-        if (enc == IF_ENC::by_type) enc = m_.type_is_signed(governing) ? IF_ENC::sleb : IF_ENC::uleb;
+        if (enc == IF_ENC::by_type)
+            enc = m_.type_is_signed(governing) ? IF_ENC::sleb : IF_ENC::uleb;
         IF_RANGE range = if_range(enc);
         bool is_number = range.low != INT64_MIN;
         if (is_number && (v.number < range.low || v.number > range.high)) {

@@ -26,7 +26,9 @@ constexpr IF_FIELD keyed(const char *name, IF_ENC enc, IF_ROLE role = R::value,
 constexpr IF_FIELD always(const char *name, IF_ENC enc, IF_ROLE role) {
     return {.name = name, .enc = enc, .role = role, .show = S::always};
 }
-constexpr IF_FIELD flag(const char *name) { return keyed(name, boolean); }
+constexpr IF_FIELD flag(const char *name) {
+    return keyed(name, boolean);
+}
 constexpr IF_FIELD hidden(const char *name, IF_ENC enc, IF_ROLE role) {
     return {.name = name, .enc = enc, .role = role, .show = S::hidden};
 }
@@ -58,14 +60,16 @@ constexpr IF_FIELD items(const char *name, IF_ENC count, std::span<const IF_FIEL
     return {.name = name, .enc = list, .show = S::plain, .count = count, .items = fields};
 }
 constexpr IF_FIELD position = {.name = "position", .enc = psn, .show = S::plain};
-constexpr IF_FIELD type_ref(const char *name) { return plain(name, uleb, R::typeref); }
+constexpr IF_FIELD type_ref(const char *name) {
+    return plain(name, uleb, R::typeref);
+}
 
 // --- items of lists
 
 constexpr IF_FIELD string_item[] = {plain("argument", string)};
 constexpr IF_FIELD dependence_items[] = {plain("kind", u8), plain("distance", s8)};
-constexpr IF_FIELD clause_items[] = {plain("type name", string),
-                                     plain("label", uleb, R::label), plain("flag", boolean)};
+constexpr IF_FIELD clause_items[] = {plain("type name", string), plain("label", uleb, R::label),
+                                     plain("flag", boolean)};
 
 // --- records of functions, statements and symbols
 
@@ -87,9 +91,8 @@ constexpr IF_FIELD symbol[] = {
     position,
 };
 constexpr IF_FIELD assembly[] = {plain("text", string), position};
-constexpr IF_FIELD loop[] = {plain("field 1", uleb), plain("field 2", uleb),
-                             plain("field 3", uleb), plain("field 4", uleb),
-                             plain("field 5", uleb), plain("field 6", u16)};
+constexpr IF_FIELD loop[] = {plain("field 1", uleb), plain("field 2", uleb), plain("field 3", uleb),
+                             plain("field 4", uleb), plain("field 5", uleb), plain("field 6", u16)};
 constexpr IF_FIELD label[] = {plain("number", uleb, R::label)};
 constexpr IF_FIELD mbank[] = {plain("field 1", uleb), plain("field 2", uleb),
                               plain("field 3", uleb), plain("field 4", uleb),
@@ -102,10 +105,9 @@ constexpr IF_FIELD dep_vector[] = {plain("field 1", uleb), plain("field 2", u8),
 constexpr IF_FIELD catch_list[] = {items("clauses", none, clause_items)};
 constexpr IF_FIELD func_info[] = {plain("kind", s8)};
 constexpr const char *eht_kinds[] = {nullptr, "cleanup", "catch"};
-constexpr IF_FIELD eht_entry[] = {plain("id", uleb, R::eht_entry),
-                                  named(eht_kinds, plain("kind", uleb)),
-                                  keyed("link", uleb, R::eht_entry),
-                                  keyed("count", uleb, R::n_clauses)};
+constexpr IF_FIELD eht_entry[] = {
+    plain("id", uleb, R::eht_entry), named(eht_kinds, plain("kind", uleb)),
+    keyed("link", uleb, R::eht_entry), keyed("count", uleb, R::n_clauses)};
 constexpr IF_FIELD eht[] = {keyed("count", uleb, R::n_entries)};
 constexpr IF_FIELD pragma[] = {plain("kind", uleb, R::pragma_kind),
                                items("arguments", uleb, string_item)};
@@ -113,8 +115,7 @@ constexpr IF_FIELD init[] = {plain("symbol", uleb, R::global)};
 constexpr IF_FIELD option_set[] = {plain("id", uleb), items("options", uleb, string_item)};
 constexpr IF_FIELD ir_begin[] = {plain("symbol", uleb, R::global), plain("field 2", sleb),
                                  plain("field 3", s8), plain("field 4", uleb), position};
-constexpr IF_FIELD loop_header[] = {plain("field 1", uleb),
-                                    plain("symbol", sleb, R::symbol_level),
+constexpr IF_FIELD loop_header[] = {plain("field 1", uleb), plain("symbol", sleb, R::symbol_level),
                                     hidden("symbol index", sleb, R::symbol_index),
                                     plain("field 4", u8)};
 constexpr IF_FIELD source[] = {plain("name", string)};
@@ -174,64 +175,103 @@ constexpr IF_FIELD type_align = always("align", uleb, R::alignment);
 constexpr IF_FIELD stored_cpp = since(-81, flag("cpp"));
 constexpr IF_FIELD csu_flag = since(-84, flag("flag"));
 constexpr const char *csu_kinds[] = {"struct", "union", "class"};
-constexpr const char *list_kinds[] = {"params", "enumerators",    "bases",  "access",  "friend_funcs",
-                                      "friend_classes", "nested", "members", "statics", "member_funcs"};
+constexpr const char *list_kinds[] = {"params",       "enumerators",    "bases",  "access",
+                                      "friend_funcs", "friend_classes", "nested", "members",
+                                      "statics",      "member_funcs"};
 constexpr const char *qualifier_bits[] = {"const", "volatile", "packed",   "near",
                                           "far",   "ioport",   "restrict", "onchip"};
 constexpr IF_FIELD type_name = word(plain("name", string));
 
-constexpr IF_FIELD t_integer[] = {type_number, type_kind, flag("explicit"), type_size,
-                                  type_align, flag("boolean"), flag("plain")};
+constexpr IF_FIELD t_integer[] = {type_number, type_kind,       flag("explicit"), type_size,
+                                  type_align,  flag("boolean"), flag("plain")};
 constexpr IF_FIELD t_float[] = {type_number, type_kind, type_size, type_align};
-constexpr IF_FIELD t_fixed[] = {type_number, type_kind, keyed("point", s8), keyed("signed", u8),
-                                type_ref("underlying"), type_size, type_align};
-constexpr IF_FIELD t_typedef[] = {type_number, type_kind, type_name, type_ref("base"),
-                                  type_size, type_align, flag("cpp"), flag("lowered"), position};
+constexpr IF_FIELD t_fixed[] = {
+    type_number, type_kind, keyed("point", s8), keyed("signed", u8), type_ref("underlying"),
+    type_size,   type_align};
+constexpr IF_FIELD t_typedef[] = {type_number,      type_kind,       type_name,
+                                  type_ref("base"), type_size,       type_align,
+                                  flag("cpp"),      flag("lowered"), position};
 constexpr IF_FIELD t_pointer[] = {type_number, type_kind, type_ref("to"), type_size, type_align};
-constexpr IF_FIELD t_qualified[] = {type_number, type_kind, type_ref("base"),
-                                    bit_names(qualifier_bits, plain("qualifiers", uleb)),
-                                    type_size, type_align};
-constexpr IF_FIELD t_array[] = {type_number, type_kind, type_ref("element"), plain("count", uleb),
-                                type_size, type_align, flag("cpp"), flag("complete"),
+constexpr IF_FIELD t_qualified[] = {
+    type_number, type_kind, type_ref("base"), bit_names(qualifier_bits, plain("qualifiers", uleb)),
+    type_size,   type_align};
+constexpr IF_FIELD t_array[] = {type_number,
+                                type_kind,
+                                type_ref("element"),
+                                plain("count", uleb),
+                                type_size,
+                                type_align,
+                                flag("cpp"),
+                                flag("complete"),
                                 since(-76, flag("vector")),
                                 since(-75, until(-74, flag("extra")))};
-constexpr IF_FIELD t_ptm[] = {type_number, type_kind, type_ref("member"), type_ref("class"),
-                              type_size, type_align};
-constexpr IF_FIELD t_function[] = {type_number, type_kind, type_ref("result"), flag("variadic"),
-                                   flag("prototyped"), keyed("convention", u8), flag("cpp")};
-constexpr IF_FIELD t_param[] = {owner, type_kind, type_ref("type"), flag("flag"),
-                                keyed("mode", uleb), word(keyed("name", string))};
-constexpr IF_FIELD t_enum[] = {type_number, type_kind, type_name, type_size, type_align,
-                               type_ref("underlying"), stored_cpp, position};
+constexpr IF_FIELD t_ptm[] = {type_number,       type_kind, type_ref("member"),
+                              type_ref("class"), type_size, type_align};
+constexpr IF_FIELD t_function[] = {type_number,      type_kind,          type_ref("result"),
+                                   flag("variadic"), flag("prototyped"), keyed("convention", u8),
+                                   flag("cpp")};
+constexpr IF_FIELD t_param[] = {owner,        type_kind,           type_ref("type"),
+                                flag("flag"), keyed("mode", uleb), word(keyed("name", string))};
+constexpr IF_FIELD t_enum[] = {type_number, type_kind,  type_name,
+                               type_size,   type_align, type_ref("underlying"),
+                               stored_cpp,  position};
 constexpr IF_FIELD t_enumerator[] = {owner, type_kind, type_name, plain("value", by_type),
                                      position};
-constexpr IF_FIELD t_csu[] = {type_number, type_kind, named(csu_kinds, plain("csu kind", u8)),
-                              type_name, flag("complete"), flag("lowered"), type_size, type_align,
-                              flag("members"), csu_flag, stored_cpp, position};
-constexpr IF_FIELD t_csu_long[] = {
-    type_number, type_kind, named(csu_kinds, plain("csu kind", u8)), type_name,
-    flag("complete"), flag("lowered"), type_size, type_align, hex(keyed("extra", uleb)),
-    flag("bases"), flag("access"), flag("friend_funcs"), flag("friend_classes"), flag("nested"),
-    flag("members"), flag("statics"), flag("member_funcs"), flag("params"),
-    csu_flag, stored_cpp, position};
+constexpr IF_FIELD t_csu[] = {
+    type_number, type_kind,        named(csu_kinds, plain("csu kind", u8)),
+    type_name,   flag("complete"), flag("lowered"),
+    type_size,   type_align,       flag("members"),
+    csu_flag,    stored_cpp,       position};
+constexpr IF_FIELD t_csu_long[] = {type_number,
+                                   type_kind,
+                                   named(csu_kinds, plain("csu kind", u8)),
+                                   type_name,
+                                   flag("complete"),
+                                   flag("lowered"),
+                                   type_size,
+                                   type_align,
+                                   hex(keyed("extra", uleb)),
+                                   flag("bases"),
+                                   flag("access"),
+                                   flag("friend_funcs"),
+                                   flag("friend_classes"),
+                                   flag("nested"),
+                                   flag("members"),
+                                   flag("statics"),
+                                   flag("member_funcs"),
+                                   flag("params"),
+                                   csu_flag,
+                                   stored_cpp,
+                                   position};
 constexpr IF_FIELD t_member[] = {
     owner, type_kind, keyed("index", uleb, R::member_index), type_name, type_ref("type"),
     hex(keyed("flags", u8)), always("offset", sleb, R::member_offset),
     since(-74, hex(keyed("fti", u8))),
     // Files before version -85 have one boolean before the width and one behind it.
-    until(-86, flag("early_flag")), keyed("width", uleb), flag("flag1"),
-    since(-85, flag("flag2")), since(-85, flag("flag3")), position};
-constexpr IF_FIELD t_base_class[] = {owner, type_kind, type_ref("class"), always("offset", sleb, R::value),
-                                     keyed("access", u8), flag("virtual")};
+    until(-86, flag("early_flag")), keyed("width", uleb), flag("flag1"), since(-85, flag("flag2")),
+    since(-85, flag("flag3")), position};
+constexpr IF_FIELD t_base_class[] = {owner,
+                                     type_kind,
+                                     type_ref("class"),
+                                     always("offset", sleb, R::value),
+                                     keyed("access", u8),
+                                     flag("virtual")};
 constexpr IF_FIELD t_access_decl[] = {owner, type_kind, keyed("word", uleb), keyed("access", u8)};
 constexpr IF_FIELD t_friend_func[] = {owner, type_kind, type_name, type_ref("type")};
 constexpr IF_FIELD t_friend_class[] = {owner, type_kind, type_ref("class")};
 constexpr IF_FIELD t_nested_type[] = {owner, type_kind, type_ref("type")};
 constexpr IF_FIELD t_static_member[] = {owner, type_kind, type_name, type_ref("type"),
                                         keyed("access", u8)};
-constexpr IF_FIELD t_member_func[] = {owner, type_kind, type_name, type_ref("type"),
-                                      keyed("access", u8), keyed("vtable", sleb), flag("flag1"),
-                                      flag("flag2"), flag("flag3"), flag("flag4")};
+constexpr IF_FIELD t_member_func[] = {owner,
+                                      type_kind,
+                                      type_name,
+                                      type_ref("type"),
+                                      keyed("access", u8),
+                                      keyed("vtable", sleb),
+                                      flag("flag1"),
+                                      flag("flag2"),
+                                      flag("flag3"),
+                                      flag("flag4")};
 constexpr IF_FIELD t_complex[] = {type_number, type_kind, type_size, type_align, type_ref("part")};
 constexpr IF_FIELD t_void[] = {type_number, type_kind};
 constexpr IF_FIELD t_list[] = {always("of", uleb, R::type_number), type_kind,
@@ -363,13 +403,15 @@ constexpr auto by_tag = [] {
     return table;
 }();
 
-template <int tag> constexpr auto by_selector = [] {
+template <int tag>
+constexpr auto by_selector = [] {
     std::array<const IF_LAYOUT *, 256> table{};
     table.fill(by_tag[tag]);
     for (const IF_LAYOUT &l : layouts)
         if (l.tag == tag && l.selector >= 0) table[static_cast<std::size_t>(l.selector)] = &l;
     if (tag == IF_TAG_node)
-        for (std::size_t op = op_file_limit; op < table.size(); ++op) table[op] = nullptr;
+        for (std::size_t op = op_file_limit; op < table.size(); ++op)
+            table[op] = nullptr;
     return table;
 }();
 
@@ -377,29 +419,127 @@ static_assert(symbol[IF_SYM::psn].enc == psn && std::size(symbol) == IF_SYM::psn
 static_assert(symbol[IF_SYM::type2].role == R::typeref && symbol[IF_SYM::fpos].role == R::fpos);
 
 constexpr const char *pragma_names[if_pragma_kinds] = {
-    "INVALID", "DATA_ALIGN", "DATA_SECTION", "FUNC_NEVER_RETURNS", "FUNC_CANNOT_INLINE",
-    "FUNC_NO_GLOBAL_ASG", "FUNC_NO_IND_ASG", "FUNC_IS_PURE", "FUNC_IS_SYSTEM", "NO_INTERRUPT",
-    "NEAR", "FAR", "INTERRUPT", "PORT", "INLINE", "OVLY_INDIRECT", "NO_OVLY",
-    "FUNC_NOT_IND_CALLED", "SHARED", "SHAREDPP", "DUAL_STATE", "TASK", "OVLY_IND_CALLS",
-    "FUNC_EXT_CALLED", "REENTRANT", "CALLS", "SWI_ALIAS", "CODE_SECTION", "TRAP",
-    "FUNC_INTERRUPT_THRESHOLD", "FUNC_NO_MDEP", "NMI_INTERRUPT", "PROTECT_VOLATILE",
-    "STRUCT_ALIGN", "DATA_MEM_BANK", "IDENT", "OPT_OVERRIDE", "UNROLL", "UNROLL_AMOUNT",
-    "MUST_ITERATE", "PROB_ITERATE", "SRC_LOOP", "ALIAS_ADVICE", "ALIGN_ADVICE", "INLINE_ADVICE",
-    "WRAP_ADVICE", "FAST_FUNC_CALL", "Q4X_CALL", "Q4X_FAR_CALL", "SRC_LANGUAGE",
-    "TEMPLATE_ENTITY", "SCOPING_FUNC", "SYM_IS_REFERENCED", "STANDARD_LIBRARY_FUNCTION",
-    "FUNC_IS_NONCONFORMING", "TRANSLATION_UNIT_ID", "TRIP_CNTR_MUNGED", "LOOP_FLAGS",
-    "IS_CLASS_MEMBER", "SYM_IS_DEAD", "NO_ALIAS", "REG_FLAGS", "REG_MAP", "SP_CONSTRAINT",
-    "II_ESTIMATE", "UNIT_RESOURCES", "SP_HINDRANCES", "READ_WRITE", "NO_ALIAS_CLONE",
-    "COMDAT_GROUP", "DEFAULT_NEVER_EXECUTED", "FUNC_IS_CTOR_DTOR", "SYM_VISIBILITY",
-    "DLLEXPORT_OBSOLETE", "FS_DYNAMIC_INIT", "FUNC_ESPEC", "FUNC_EXCEPTIONS_NOUNWIND",
-    "Q5X_CALL", "FUNC_SYNONYM", "BIS_IE1_INTERRUPT", "LOOP_NO_ALIAS", "FUNC_RET_BY_CCTOR",
-    "CODE_ALIGN", "QV_WEAK", "WORD_MODE_FUNC", "NO_HOOKS", "HOOK_FUNCTION", "FUNC_NUM_CALLED",
-    "FUNC_ALWAYS_INLINE", "FUNC_PPROF_INFO", "INTR_FUNC", "TRAP_FUNC", "VECTOR_EQUALS",
-    "CODE_STATE", "FUNC_RET_UNIQUE_POINTER", "RETAIN", "CLINK", "FUNC_IN_INIT_ARRAY", "VCC_VREG",
-    "QEV_REG", "LOCATION", "NOINIT", "PERSISTENT", "LPM_INFO", "PORTS_INIT_INFO",
-    "FUNC_HAS_FP_INTERFACE", "THREAD_LOCAL", "CREGISTER", "INS_PROPS", "FRAM_LOCKIO",
-    "FRAM_WAITSTATE", "HW_MPY32", "PARALLEL_LOOP", "HW_MPY_INTR_SAFE", "QV_PATCHABLE",
-    "TRAMPOLINE", "RAMFUNC", "FUNC_IS_NAKED", "QLA_STATUS", "BLOCKED", "NOBLOCKED",
+    "INVALID",
+    "DATA_ALIGN",
+    "DATA_SECTION",
+    "FUNC_NEVER_RETURNS",
+    "FUNC_CANNOT_INLINE",
+    "FUNC_NO_GLOBAL_ASG",
+    "FUNC_NO_IND_ASG",
+    "FUNC_IS_PURE",
+    "FUNC_IS_SYSTEM",
+    "NO_INTERRUPT",
+    "NEAR",
+    "FAR",
+    "INTERRUPT",
+    "PORT",
+    "INLINE",
+    "OVLY_INDIRECT",
+    "NO_OVLY",
+    "FUNC_NOT_IND_CALLED",
+    "SHARED",
+    "SHAREDPP",
+    "DUAL_STATE",
+    "TASK",
+    "OVLY_IND_CALLS",
+    "FUNC_EXT_CALLED",
+    "REENTRANT",
+    "CALLS",
+    "SWI_ALIAS",
+    "CODE_SECTION",
+    "TRAP",
+    "FUNC_INTERRUPT_THRESHOLD",
+    "FUNC_NO_MDEP",
+    "NMI_INTERRUPT",
+    "PROTECT_VOLATILE",
+    "STRUCT_ALIGN",
+    "DATA_MEM_BANK",
+    "IDENT",
+    "OPT_OVERRIDE",
+    "UNROLL",
+    "UNROLL_AMOUNT",
+    "MUST_ITERATE",
+    "PROB_ITERATE",
+    "SRC_LOOP",
+    "ALIAS_ADVICE",
+    "ALIGN_ADVICE",
+    "INLINE_ADVICE",
+    "WRAP_ADVICE",
+    "FAST_FUNC_CALL",
+    "Q4X_CALL",
+    "Q4X_FAR_CALL",
+    "SRC_LANGUAGE",
+    "TEMPLATE_ENTITY",
+    "SCOPING_FUNC",
+    "SYM_IS_REFERENCED",
+    "STANDARD_LIBRARY_FUNCTION",
+    "FUNC_IS_NONCONFORMING",
+    "TRANSLATION_UNIT_ID",
+    "TRIP_CNTR_MUNGED",
+    "LOOP_FLAGS",
+    "IS_CLASS_MEMBER",
+    "SYM_IS_DEAD",
+    "NO_ALIAS",
+    "REG_FLAGS",
+    "REG_MAP",
+    "SP_CONSTRAINT",
+    "II_ESTIMATE",
+    "UNIT_RESOURCES",
+    "SP_HINDRANCES",
+    "READ_WRITE",
+    "NO_ALIAS_CLONE",
+    "COMDAT_GROUP",
+    "DEFAULT_NEVER_EXECUTED",
+    "FUNC_IS_CTOR_DTOR",
+    "SYM_VISIBILITY",
+    "DLLEXPORT_OBSOLETE",
+    "FS_DYNAMIC_INIT",
+    "FUNC_ESPEC",
+    "FUNC_EXCEPTIONS_NOUNWIND",
+    "Q5X_CALL",
+    "FUNC_SYNONYM",
+    "BIS_IE1_INTERRUPT",
+    "LOOP_NO_ALIAS",
+    "FUNC_RET_BY_CCTOR",
+    "CODE_ALIGN",
+    "QV_WEAK",
+    "WORD_MODE_FUNC",
+    "NO_HOOKS",
+    "HOOK_FUNCTION",
+    "FUNC_NUM_CALLED",
+    "FUNC_ALWAYS_INLINE",
+    "FUNC_PPROF_INFO",
+    "INTR_FUNC",
+    "TRAP_FUNC",
+    "VECTOR_EQUALS",
+    "CODE_STATE",
+    "FUNC_RET_UNIQUE_POINTER",
+    "RETAIN",
+    "CLINK",
+    "FUNC_IN_INIT_ARRAY",
+    "VCC_VREG",
+    "QEV_REG",
+    "LOCATION",
+    "NOINIT",
+    "PERSISTENT",
+    "LPM_INFO",
+    "PORTS_INIT_INFO",
+    "FUNC_HAS_FP_INTERFACE",
+    "THREAD_LOCAL",
+    "CREGISTER",
+    "INS_PROPS",
+    "FRAM_LOCKIO",
+    "FRAM_WAITSTATE",
+    "HW_MPY32",
+    "PARALLEL_LOOP",
+    "HW_MPY_INTR_SAFE",
+    "QV_PATCHABLE",
+    "TRAMPOLINE",
+    "RAMFUNC",
+    "FUNC_IS_NAKED",
+    "QLA_STATUS",
+    "BLOCKED",
+    "NOBLOCKED",
 };
 static_assert(pragma_names[if_pragma_kinds - 1] != nullptr);
 } // namespace
@@ -465,9 +605,15 @@ static const IF_LAYOUT *layout_named(std::string_view name, bool definition) {
     return found == table[definition].end() ? nullptr : found->second;
 }
 
-const IF_LAYOUT *if_record_named(std::string_view name) { return layout_named(name, false); }
-const IF_LAYOUT *if_type_kind_named(std::string_view name) { return layout_named(name, true); }
-std::span<const IF_LAYOUT> if_all_layouts() { return layouts; }
+const IF_LAYOUT *if_record_named(std::string_view name) {
+    return layout_named(name, false);
+}
+const IF_LAYOUT *if_type_kind_named(std::string_view name) {
+    return layout_named(name, true);
+}
+std::span<const IF_LAYOUT> if_all_layouts() {
+    return layouts;
+}
 
 std::string if_opcode_name(int op) {
     if (op == OP::VREG) return "VREG";
@@ -478,7 +624,8 @@ std::string if_opcode_name(int op) {
 int if_opcode_of_name(std::string_view name) {
     static const auto table = [] {
         std::unordered_map<std::string, int> map;
-        for (int op = 0; op < op_file_limit; ++op) map.emplace(if_opcode_name(op), op);
+        for (int op = 0; op < op_file_limit; ++op)
+            map.emplace(if_opcode_name(op), op);
         return map;
     }();
     auto found = table.find(std::string(name));

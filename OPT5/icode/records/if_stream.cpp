@@ -79,7 +79,8 @@ void if_record::write_i16(int v) {
 }
 
 void if_record::write_i32(std::int64_t v) {
-    for (int shift = 0; shift < 32; shift += 8) write_i8(static_cast<int>((v >> shift) & 0xff));
+    for (int shift = 0; shift < 32; shift += 8)
+        write_i8(static_cast<int>((v >> shift) & 0xff));
 }
 
 void if_record::write_uint(std::uint32_t v) {

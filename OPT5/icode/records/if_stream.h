@@ -70,8 +70,8 @@ public:
     void write_bool(bool v) { write_i8(v ? 1 : 0); }
     void write_i16(int v); // low byte first
     void write_i32(std::int64_t v);
-    void write_uint(std::uint32_t v); // ULEB128
-    void write_sint(std::int32_t v);  // SLEB128
+    void write_uint(std::uint32_t v);      // ULEB128
+    void write_sint(std::int32_t v);       // SLEB128
     void write_string(std::string_view s); // with one NUL behind it
     void write_bytes(std::string_view s) { body_.append(s); }
     bool empty() const { return body_.empty(); }
