@@ -117,7 +117,8 @@ void CFG_CHECK::check_targets(BBLK *bb, NODE *branch) {
 // Each edge has its cell at both ends.
 void CFG_CHECK::check_edges() {
     PAIRS leaving, arriving;
-    for (const BBLK *bb : blocks) {
+    for (const BBLK *bb : currfuninfo->blocks) {
+        if (!bb) continue;
         for (const EDGE *edge = bb->successors; edge; edge = edge->next)
             if (is_block(edge->bb)) leaving.push_back(pair(bb, edge->bb));
         for (const EDGE *edge = bb->predecessors; edge; edge = edge->next)

@@ -30,8 +30,9 @@ bool is_in_tree_form() {
     return true;
 }
 
-void tidy_once() {
+void tidy_once(bool clean_switches) {
     thread_branches();
+    if (clean_switches) optimize_SWITCH_cases();
     rebuildcfg();
     merge_blocks();
     rebuildcfg();
@@ -84,11 +85,10 @@ void simpcfg(bool cross_jump, bool clean_switches) {
     // The records of a loop hierarchy name blocks, which must stay; the low-level form has passes
     // of its own.
     if (has_loops || !is_in_tree_form()) return;
-    if (clean_switches) optimize_SWITCH_cases();
-    tidy_once();
+    tidy_once(clean_switches);
     while (cross_jump && cross_jump_blocks()) {
         rebuildcfg();
-        tidy_once();
+        tidy_once(clean_switches);
     }
 }
 
