@@ -469,6 +469,8 @@ private:
     // Reading
     if_source in_;
     std::string loaded_; // holds the bytes unless they are mapped
+    // Gives memory of the input between two offsets back; a later read brings it in again.
+    void i_forget_pages(std::size_t from, std::size_t to);
     void *map_ = nullptr;
     std::size_t map_size_ = 0;
     std::size_t record_at_ = 0; // start of the latest frame

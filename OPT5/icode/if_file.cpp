@@ -157,6 +157,14 @@ void I_FILE::i_load() {
     in_ = if_source(loaded_);
 }
 
+void I_FILE::i_forget_pages(std::size_t from, std::size_t to) {
+    if (!map_) return;
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    from = (from + base_ + page - 1) / page * page;
+    to = (to + base_) / page * page;
+    if (from < to) madvise(static_cast<char *>(map_) + from, to - from, MADV_DONTNEED);
+}
+
 bool I_FILE::if_read_magic() {
     in_.seek(0);
     if (i_read_header().tag != 8) return false;

@@ -93,8 +93,13 @@ void I_FILE::if_read_file() {
     if_read_all_init();
     client->cl_preprocess_statics();
     in_.seek(body_at_);
-    while (if_read_record() != if_end_tag) {
-    }
+    constexpr std::size_t window = 1 << 20;
+    std::size_t done = body_at_;
+    while (if_read_record() != if_end_tag)
+        if (in_.tell() - done >= window) {
+            i_forget_pages(done, in_.tell());
+            done = in_.tell();
+        }
 }
 
 int I_FILE::if_read_record() {

@@ -19,6 +19,7 @@ NODE::PAYLOAD &payload(BASE_NODE *node) {
 NODE *new_node(int op, TYPE *type) {
     NODE *node = pool_node();
     node->op = static_cast<std::uint8_t>(op);
+    node->set_edge_profile_value(~0u);
     if (op == OP::SCONV && type && type->is_enum()) type = normalized_underlying_type(type);
     node->type = type;
     if (op == OP::UCALL && currfuninfo) currfuninfo->is_leaf = false;
@@ -111,13 +112,25 @@ std::uint32_t BASE_NODE::eh_entry_id() const {
 }
 
 std::uint32_t BASE_NODE::get_edge_profile_value() const {
-    return static_cast<const NODE *>(this)->edge_profile;
+    switch (op) {
+    case OP::LABEL: return payload(this).label.edge_profile;
+    case OP::QUEST:
+    case OP::COLON:
+    case OP::EPVAL: return payload(this).arms.edge_profile;
+    default: return ~0u;
+    }
 }
 
 // --- storing
 
 void BASE_NODE::set_edge_profile_value(std::uint32_t value) {
-    static_cast<NODE *>(this)->edge_profile = value;
+    switch (op) {
+    case OP::LABEL: payload(this).label.edge_profile = value; break;
+    case OP::QUEST:
+    case OP::COLON:
+    case OP::EPVAL: payload(this).arms.edge_profile = value; break;
+    default: OPTASSERT(value == ~0u);
+    }
 }
 
 void BASE_NODE::mk_name(SYMTAB *sym) {

@@ -171,6 +171,9 @@ static NODE *unwrap_EPVAL(NODE *node) {
     while (node && node->op == OP::EPVAL) {
         NODE *wrapped = node->left;
         if (!wrapped) malformed(node, "too few operands");
+        const bool has_count = wrapped->op == OP::LABEL || wrapped->op == OP::QUEST ||
+                               wrapped->op == OP::COLON || wrapped->op == OP::EPVAL;
+        if (!has_count) malformed(node, "a count of something that has none");
         wrapped->set_edge_profile_value(node->get_edge_profile_value());
         if (currfuninfo) currfuninfo->is_profiled = true;
         erase_node(node);

@@ -5,22 +5,28 @@
 #include "OPT5/rep/symbol.h"
 #include "OPT5/simulfp/simul_fval.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 // The rarely used words that a copy keeps; dependence data and attachments of passes are not.
 void copy_ext(NODE *copy, const NODE *node) {
     const NODE_EXT *ext = find_node_ext(node);
-    if (!ext || (ext->probability < 0 && !ext->earlier_name && ext->pass_word == 0)) return;
+    if (!ext || (ext->probability < 0 && !ext->earlier_name && ext->pass_word == 0 &&
+                 ext->marks[0] == 0 && ext->marks[1] == 0))
+        return;
     NODE_EXT *to = node_ext(copy);
     to->probability = ext->probability;
     to->earlier_name = ext->earlier_name;
     to->pass_word = ext->pass_word;
+    std::copy(std::begin(ext->marks), std::end(ext->marks), to->marks);
 }
 
 NODE *copy_plain_node(const NODE *node, bool keep_scope) {
     NODE *copy = pool_node();
     *copy = *node;
-    copy->flags &= NF_kept;
-    copy->mark[0] = 0;
+    copy->flags &= NF_kept | NF_likely | NF_unlikely;
+    copy->mark = 0;
     if (!keep_scope) copy->scope = nullptr;
     copy_ext(copy, node);
     if (node->op == OP::FCON)

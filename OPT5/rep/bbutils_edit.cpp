@@ -128,6 +128,7 @@ NODE *peel_short_circuit(NODE *tree) {
     NODE *runs = mk_COMMAOP(effect, mk_ICON(0, type)), *does_not = mk_ICON(0, type);
     if (tree->op == OP::OROR) std::swap(runs, does_not);
     tree->op = OP::QUEST;
+    tree->set_edge_profile_value(~0u);
     tree->type = type;
     tree->right = maketree(OP::COLON, runs, does_not, type, tree->scope);
     return tree;

@@ -27,6 +27,8 @@ void store_integer(NODE *node, const INT65 &val) {
     case OP::STASG:
     case OP::DDNODE:
     case OP::MIXVALUE:
+    case OP::QUEST:
+    case OP::COLON:
     case OP::SSA_PHI:
     case OP::SSA_USE:
     case OP::SSA_DEF:
@@ -51,6 +53,7 @@ NODE *maketree(int op, NODE *left, NODE *right, TYPE *type, LS *ls) {
     node->left = left;
     node->right = right;
     node->scope = ls;
+    node->set_edge_profile_value(~0u);
     return node;
 }
 
@@ -112,13 +115,13 @@ NODE *mk_NAME(SYMTAB *sym, LS *ls) {
 
 NODE *mk_LABELDEF(LBL *lbl) {
     NODE *def = maketree(OP::LABELDEF, nullptr, nullptr, tp->int_type(), nullptr);
-    def->u.label = {lbl, lbl->index, 0};
+    def->u.label = {lbl, lbl->index, ~0u};
     return def;
 }
 
 NODE *mk_LABELREF(INT65 index, unsigned profile) {
     NODE *label = mktree(OP::LABEL, nullptr, nullptr, tp->int_type(), nullptr, index);
-    label->edge_profile = profile;
+    label->set_edge_profile_value(profile);
     return label;
 }
 

@@ -25,9 +25,10 @@ struct simul_fval; // 16-byte simulated floating value, OPT5/simulfp/simul_fval.
 // definitions stand in OPT5/icode/opt_expr.cpp, so a node carries no table pointer.
 struct BASE_NODE {
     std::uint8_t op = OP::ILLOP;
-    std::uint8_t flags = 0;         // NODE_FLAGS
-    std::uint16_t mark[3] = {};     // per-pass marks; mark[0] is cleared by a copy and by erasure
-    TYPE *type = nullptr;           // null only while the node is built
+    std::uint8_t flags = 0;  // NODE_FLAGS
+    std::uint16_t mark = 0;  // per-pass mark; cleared by a copy and by erasure
+    std::int32_t depnum = 0; // number of the expression computed; negative: none
+    TYPE *type = nullptr;    // null only while the node is built
     NODE *left = nullptr;
     NODE *right = nullptr;
 
@@ -38,8 +39,8 @@ struct BASE_NODE {
     TYPE *field_csu() const;
     std::uint32_t icon_uvalue() const;
     std::int32_t icon_svalue() const;
-    const char *lcon_value() const;   // static text
-    const char *fcon_value() const;   // static text
+    const char *lcon_value() const; // static text
+    const char *fcon_value() const; // static text
     std::string_view scon_value() const;
     std::uint32_t scon_length() const;
     std::uint32_t label_id() const;
@@ -52,12 +53,12 @@ struct BASE_NODE {
     std::uint32_t call_num_vargs() const;
     const char *icall_name() const;
     std::uint32_t eh_entry_id() const;
-    std::uint32_t get_edge_profile_value() const; // all ones: none
+    std::uint32_t get_edge_profile_value() const; // LABEL, QUEST, COLON, EPVAL; all ones: none
     void set_edge_profile_value(std::uint32_t value);
 
     void mk_name(SYMTAB *sym);
     void mk_field(int kind, fkMDATA *member, TYPE *csu);
-    void mk_icon(std::uint32_t value); // sign-extended when the node's type is signed
+    void mk_icon(std::uint32_t value);   // sign-extended when the node's type is signed
     void mk_lcon(std::string_view text); // the node becomes an ICON
     void mk_fcon(std::string_view text);
     void mk_scon(std::string_view bytes); // copied
@@ -72,46 +73,59 @@ struct BASE_NODE {
 };
 
 enum NODE_FLAGS : std::uint8_t {
-    NF_kept = 1,    // the one flag bit that a copy keeps
-    NF_has_ext = 2, // a NODE_EXT exists for this node
+    NF_kept = 1,     // the one flag bit that a copy keeps
+    NF_has_ext = 2,  // a NODE_EXT exists for this node
+    NF_likely = 4,   // LABEL: the branch to it is likely,
+    NF_unlikely = 8, // or unlikely; neither: unknown
 };
 
-// Rarely used words of a node, kept aside so that a NODE stays one cache line.
+// Rarely used words of a node, kept aside so that a NODE stays small.
 struct NODE_EXT {
-    double probability = -1.0;    // branch weight of a LABEL; negative: not set
-    void *dd = nullptr;           // dependence data; its tree is dd_tree
-    NODE *dd_tree = nullptr;      // erased with the node
-    void *ptenv = nullptr;        // points-to environment
-    void *pass_words[3] = {};     // per-pass attachments
+    double probability = -1.0;          // branch weight of a LABEL; negative: not set
+    void *dd = nullptr;                 // dependence data; its tree is dd_tree
+    NODE *dd_tree = nullptr;            // erased with the node
+    void *ptenv = nullptr;              // points-to environment
+    void *pass_words[3] = {};           // per-pass attachments
     const char *earlier_name = nullptr; // NAME, printed "%s ==> "
     std::int32_t pass_word = 0;
+    std::uint16_t marks[2] = {}; // further per-pass marks, kept by a copy
 };
 
 // One fixed-size record for all opcodes; `op` selects the member of `u`.
 struct NODE : BASE_NODE {
     LS *scope = nullptr; // lexical scope and source position; null when unknown
+    // clang-format off
     union PAYLOAD {
         INT65 lval; // ICON; SKIP 16-bit units; SWITCH case count; any opcode without a row below
-        struct { LBL *lbl; std::int32_t index; std::int32_t branch_hint; } label; // LABEL, LABELDEF; lbl, when set, is the truth
-        struct { SYMTAB *sym; TYPE *decl_type; } name;                 // NAME
-        struct { const char *text; std::uint32_t length; } scon;       // SCON
-        struct { const char *text; std::uint32_t kind; } asm_;         // ASM: file tag 36 or 47
-        struct { simul_fval *value; } fcon;                            // FCON
-        struct { TYPE *csu; fkMDATA *mdata; } field;                   // FIELD
-        struct { std::uint32_t num_vargs, eht_id; } call;              // CALL, UCALL
-        struct { const char *name; } icall;                            // ICALL, UICALL, MCALL, UMCALL
-        struct { PRAGMA *pragma; } ppragma;                            // PPRAGMA
-        struct { TYPE *csu; } stasg;                                   // STASG
-        struct { void *var; void *phi_args; } ssa;                     // SSA_*
-        struct { std::uintptr_t handle; } mix;                         // MIXVALUE; 0 and 1 reserved
-        struct { std::uint32_t id, flags, locale; } ddnode;            // DDNODE
-        std::uint64_t words[2];                                        // all of the payload
+        struct { LBL *lbl; std::int32_t index; std::uint32_t edge_profile; } label; // LABEL, LABELDEF; lbl, when set, is the truth
+        struct { std::uint32_t edge_profile; } arms;             // QUEST, COLON, and EPVAL on its way to or from a file
+        struct { SYMTAB *sym; TYPE *decl_type; } name;           // NAME
+        struct { const char *text; std::uint32_t length; } scon; // SCON
+        struct { const char *text; std::uint32_t kind; } asm_;   // ASM: file tag 36 or 47
+        struct { simul_fval *value; } fcon;                      // FCON
+        struct { TYPE *csu; fkMDATA *mdata; } field;             // FIELD
+        struct { std::uint32_t num_vargs, eht_id; } call;        // CALL, UCALL
+        struct { const char *name; } icall;                      // ICALL, UICALL, MCALL, UMCALL
+        struct { PRAGMA *pragma; } ppragma;                      // PPRAGMA
+        struct { TYPE *csu; } stasg;                             // STASG
+        struct { void *var; void *phi_args; } ssa;               // SSA_*
+        struct { std::uintptr_t handle; } mix;                   // MIXVALUE; 0 and 1 reserved
+        struct { std::uint32_t id, flags, locale; } ddnode;      // DDNODE
+        std::uint64_t words[2];                                  // all of the payload
         PAYLOAD() : words{} {}
     } u;
-    std::int32_t depnum = 0;
-    std::uint32_t edge_profile = ~0u; // LABEL, QUEST, COLON; all ones: none
+    // clang-format on
+
+    // Greater than 0: the branch to this LABEL is likely; less: unlikely.
+    int branch_hint() const {
+        return op != OP::LABEL ? 0 : flags & NF_likely ? 1 : flags & NF_unlikely ? -1 : 0;
+    }
+    void set_branch_hint(int hint) {
+        flags &= static_cast<std::uint8_t>(~(NF_likely | NF_unlikely));
+        flags |= hint > 0 ? NF_likely : hint < 0 ? NF_unlikely : 0;
+    }
 };
-static_assert(sizeof(NODE) == 64, "a NODE is one cache line");
+static_assert(sizeof(NODE) == 56, "most of a run's memory is nodes");
 
 // A cell of a statement list. Cells come from a pool; the list owns its trees.
 struct LIST {
