@@ -80,6 +80,9 @@ public:
 
     std::vector<std::uint32_t> exit_functions; // atexit, latest last
     std::uint32_t random_state = 1;            // rand, srand
+    std::uint32_t errno_address = 0;           // of the program's errno; 0: it refers to none
+    std::uint32_t token_rest = 0;              // where strtok goes on
+    std::uint32_t error_text = 0;              // the block that strerror gives, once allocated
 
 protected:
     std::uint16_t memory_[memory_units + 2] = {}; // a 32-bit access may begin at the last unit
@@ -114,3 +117,17 @@ using LIBRARY_FUNCTION = std::uint32_t (*)(LIBRARY_CALL &);
 
 // By the C name without prefix; null for none. setjmp and longjmp are the machine's own.
 LIBRARY_FUNCTION find_library_function(std::string_view name);
+
+// The objects of the library that programs refer to as external data: errno, stdin, stdout and
+// stderr, by their C names without prefix. The linker of the program gives each the units, the
+// first value and, for errno, sets `errno_address`.
+struct LIBRARY_OBJECT {
+    std::string_view name;
+    unsigned units;
+    std::uint32_t value;
+};
+std::span<const LIBRARY_OBJECT> library_objects();
+
+// Runs the functions that atexit has registered, latest first, each once: by exit(), and when main
+// returns.
+void run_exit_functions(MACHINE &machine);
