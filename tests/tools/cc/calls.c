@@ -60,4 +60,4 @@ void returns(int n) {
 #pragma FUNC_IS_PURE(add)
 #pragma DATA_SECTION(placed, ".special")
 int placed;
-#pragma FUNCTION_OPTIONS(slow, "--opt_level=3 --debug")
+#pragma FUNCTION_OPTIONS(slow, "--opt_level=3 --alias_vars")
