@@ -194,7 +194,7 @@ TEST_F(ValidateCfg, DumpsBlocks) {
                      "\tEnds at:   f.c\tline: 7  col 1\n"
                      "\tProfiling counts: entry=3.000,  exit=2.500\n"
                      "\t\ti = 2\n"
-                     "\t\tBRANCH g4\n");
+                     "\t\tgoto g4\n");
     EXPECT_EQ(bb_name(bb), "BB4");
     EXPECT_EQ(bb_name(nullptr), "<NONE>");
 }
