@@ -9,8 +9,7 @@ LIBRARY_FUNCTION find_library_function(std::string_view name) {
         std::unordered_map<std::string_view, LIBRARY_FUNCTION> functions;
         for (std::span<const LIBRARY_ENTRY> family :
              {memory_functions, string_functions, character_functions, number_functions,
-              math_functions, stream_functions, print_functions, scan_functions,
-              program_functions})
+              math_functions, stream_functions, print_functions, scan_functions, program_functions})
             for (const LIBRARY_ENTRY &entry : family)
                 functions.emplace(entry.name, entry.function);
         return functions;
@@ -43,7 +42,9 @@ std::string error_message(std::int32_t number) {
     }
 }
 
-void library_fault(std::string text) { throw RUN_ERROR{RF_trap, std::move(text)}; }
+void library_fault(std::string text) {
+    throw RUN_ERROR{RF_trap, std::move(text)};
+}
 
 std::uint32_t checked_units(std::uint64_t units, std::string_view function) {
     if (units > MACHINE::memory_units)

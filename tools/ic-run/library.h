@@ -57,4 +57,6 @@ STREAM stream_argument(LIBRARY_CALL &call);
 // Writes the low 8 bits of each unit. False for the input stream.
 bool put_units(MACHINE &machine, STREAM stream, std::u16string_view units);
 
-inline std::uint32_t float_result(float value) { return std::bit_cast<std::uint32_t>(value); }
+inline std::uint32_t float_result(float value) {
+    return std::bit_cast<std::uint32_t>(value);
+}
