@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
@@ -85,12 +86,33 @@ public:
     std::uint32_t error_text = 0;              // the block that strerror gives, once allocated
 
 protected:
+    // Ends the run unless the units lie in one object and, for a read, have been written.
+    void check_access(std::uint32_t address, std::uint32_t units, bool reads) const;
+    void check_alignment(std::uint32_t address) const; // of 32 bits
+    // Makes units an object of their own (with checking).
+    void begin_object(std::uint32_t address, std::uint32_t units, bool written);
+    void end_objects(std::uint32_t address, std::uint32_t units);
+
     std::uint16_t memory_[memory_units + 2] = {}; // a 32-bit access may begin at the last unit
     // With checking: the object that a unit belongs to (0: none), and whether it has been written.
     std::vector<std::uint32_t> object_;
     std::vector<bool> written_;
-    std::uint32_t stack_end_ = 0;  // first unit behind the stack
-    std::uint32_t heap_start_ = 0; // lowest unit of the heap
+    std::uint32_t stack_end_ = 0;             // first unit behind the stack
+    std::uint32_t heap_start_ = memory_units; // lowest unit of the heap
+    std::uint32_t heap_end_ = memory_units;   // first unit behind it
+
+private:
+    struct BLOCK {
+        std::uint32_t units, room; // as asked for; as taken
+    };
+    std::uint32_t take_room(std::uint32_t room);
+
+    std::uint32_t objects_ = 0;                   // object numbers given so far
+    std::map<std::uint32_t, BLOCK> blocks_;       // of the heap, by address
+    std::map<std::uint32_t, std::uint32_t> free_; // released room within the heap, by address
+    std::string output_;                          // not yet written, all for one stream
+    int output_stream_ = 1;
+    std::vector<int> ungot_;
 };
 
 // A call of a library function: arguments lie one after the other in memory from `next`, each at
@@ -98,6 +120,7 @@ protected:
 struct LIBRARY_CALL {
     MACHINE &machine;
     std::uint32_t next;
+    std::uint32_t result = 0; // where a result of class type goes; its units are written there
 
     std::uint16_t word() { return machine.load16(next++); } // char, short, pointers
     std::uint32_t dword() {
