@@ -38,8 +38,7 @@ private:
     bool to_memory() const { return stream_ == STREAM{}; }
     void store(std::u16string_view units) {
         if (count_ >= room_) return;
-        const auto stored =
-            std::min<std::size_t>(units.size(), room_ - 1 - std::min(count_, room_ - 1));
+        const auto stored = std::min<std::size_t>(units.size(), room_ - 1 - count_);
         for (std::size_t i = 0; i < stored; ++i)
             machine_.store16(to_ + count_ + static_cast<std::uint32_t>(i), units[i]);
     }
@@ -52,14 +51,14 @@ private:
     bool failed_ = false;
 };
 
-enum LENGTH { LEN_int, LEN_short, LEN_long };
+enum LENGTH { LEN_short, LEN_other };
 
 struct CONVERSION {
     std::string flags;
     bool left = false;
     std::uint32_t width = 0;
     std::int32_t precision = -1; // -1: none given
-    LENGTH length = LEN_int;
+    LENGTH length = LEN_other;
     char16_t letter = 0;
 };
 
@@ -133,18 +132,18 @@ private:
 
     // char is as long as short; everything else is as long as int.
     LENGTH read_length() {
-        switch (peek()) {
+        const char16_t letter = peek();
+        switch (letter) {
         case u'h':
-            if (format_[at_++] == peek()) ++at_;
-            return LEN_short;
         case u'l':
-            if (format_[at_++] == peek()) ++at_;
-            return LEN_long;
+            ++at_;
+            if (peek() == letter) ++at_;
+            return letter == u'h' ? LEN_short : LEN_other;
         case u'j':
         case u'z':
         case u't':
-        case u'L': ++at_; return LEN_long;
-        default: return LEN_int;
+        case u'L': ++at_; return LEN_other;
+        default: return LEN_other;
         }
     }
 

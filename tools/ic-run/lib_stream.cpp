@@ -41,13 +41,6 @@ std::uint32_t lib_fgetc(LIBRARY_CALL &call) {
     return get_one(call.machine, stream_argument(call));
 }
 
-std::uint32_t lib_ungetc(LIBRARY_CALL &call) {
-    const std::uint32_t character = call.dword();
-    if (stream_argument(call) != STREAM_in || character == end_of_file) return end_of_file;
-    call.machine.unget(static_cast<unsigned char>(character));
-    return character & 0xff;
-}
-
 std::uint32_t lib_fgets(LIBRARY_CALL &call) {
     const std::uint32_t to = call.word();
     const auto room = static_cast<std::int32_t>(call.dword());
@@ -93,8 +86,8 @@ std::uint32_t lib_perror(LIBRARY_CALL &call) {
 constexpr LIBRARY_ENTRY entries[] = {
     {"putchar", lib_putchar}, {"putc", lib_fputc},    {"fputc", lib_fputc},
     {"puts", lib_puts},       {"fputs", lib_fputs},   {"getchar", lib_getchar},
-    {"getc", lib_fgetc},      {"fgetc", lib_fgetc},   {"ungetc", lib_ungetc},
-    {"fgets", lib_fgets},     {"fflush", lib_fflush}, {"perror", lib_perror},
+    {"getc", lib_fgetc},      {"fgetc", lib_fgetc},   {"fgets", lib_fgets},
+    {"fflush", lib_fflush},   {"perror", lib_perror},
 };
 } // namespace
 
