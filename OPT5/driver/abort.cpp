@@ -7,18 +7,14 @@
 #include "OPT5/icode/records/if_exit.h"
 
 #include <cstdlib>
-
-// A failure while the run is being ended must not start over.
-static bool aborting = false;
+#include <utility>
 
 [[noreturn]] static void terminate_abnormally(const char *message) {
-    if (aborting) std::_Exit(1);
-    aborting = true;
+    if (auto say_where = std::exchange(if_context_hook, nullptr)) say_where();
     // The output is removed, so its trailer need not be written, and a damaged program
-    // representation need not be walked for it.
-    if (o_file) o_file->if_close(false, true);
-    if (i_file) i_file->if_close(false, true);
-    o_file = i_file = nullptr;
+    // representation need not be walked for it. A failure of this must not start over.
+    if (I_FILE *file = std::exchange(i_file, nullptr)) file->if_close(false, true);
+    if (I_FILE *file = std::exchange(o_file, nullptr)) file->if_close(false, true);
     remove_output();
     if (print_debug && fdebug) {
         std::fprintf(fdebug, "\n>>>> Optimizer terminated abnormally.\n");

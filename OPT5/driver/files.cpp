@@ -36,15 +36,31 @@ const char *next_arg() {
     return argument_cursor + 1 < argument_count ? arguments[++argument_cursor] : nullptr;
 }
 
+char info_file_name[500] = "";
+
 volatile bool output_is_unfinished = false; // read by signal handlers
 
 FILE *log_before_function = nullptr; // what restore_debug_log() goes back to
 bool function_log_is_open = false;
 
-template <std::size_t N> void copy_name(char (&to)[N], std::string_view from) {
+// A name that the buffer cannot hold is cut; false then.
+template <std::size_t N> bool copy_name(char (&to)[N], std::string_view from) {
     const std::size_t n = from.copy(to, N - 1);
     to[n] = '\0';
+    return n == from.size();
 }
+
+[[noreturn]] void cannot_open(const char *what, const char *name, const char *why) {
+    std::fprintf(stderr, "\n>> Cannot Open %s, %s : %s, Aborting\n", what, name, why);
+    if_exit(1);
+}
+
+[[noreturn]] void cannot_open(const char *what, const char *name) {
+    cannot_open(what, name, std::strerror(errno));
+}
+
+constexpr char input_file[] = "Input icode File", output_file[] = "Output icode File",
+               info_file[] = "Info File", debug_file[] = "Debug File";
 
 std::string with_extension(std::string_view name, const char *extension) {
     return fs::path(name).replace_extension(extension).string();
@@ -56,14 +72,20 @@ int walk_command_line() {
     for (argument_cursor = 1; argument_cursor < argument_count && arguments[argument_cursor];
          ++argument_cursor) {
         const char *word = arguments[argument_cursor];
-        if (word[0] == '-' && word[1] != '\0') {
+        if (word[0] == '-') {
             const char *rest = nullptr;
             if (!cmdline_options->process_option(word + 1, &rest)) if_exit(1);
             continue;
         }
         switch (++positional) {
-        case 1: copy_name(i_file_name, word); break;
-        case 2: copy_name(o_file_name, word); break;
+        case 1:
+            if (!copy_name(i_file_name, word))
+                cannot_open(input_file, word, std::strerror(ENAMETOOLONG));
+            break;
+        case 2:
+            if (!copy_name(o_file_name, word))
+                cannot_open(output_file, word, std::strerror(ENAMETOOLONG));
+            break;
         case 3: break;
         default:
             std::fprintf(stderr, "\n>>>> OPTIMIZER ERROR: Unexpected options: %s %s %s\n",
@@ -75,11 +97,7 @@ int walk_command_line() {
 
 void open_input() {
     FILE *stream = std::fopen(i_file_name, "rb");
-    if (!stream) {
-        std::fprintf(stderr, "\n>> Cannot Open Input icode File, %s : %s, Aborting\n", i_file_name,
-                     std::strerror(errno));
-        if_exit(1);
-    }
+    if (!stream) cannot_open(input_file, i_file_name);
     i_file = I_FILE::if_open(stream, &opt_client);
     if (!i_file) {
         std::fprintf(stderr, "\n>> Error when opening input icode file : %s, Aborting\n",
@@ -88,27 +106,48 @@ void open_input() {
     }
 }
 
-// One object per option set of the file, at least one. The file's arguments come first, so that
-// the command line's override them.
+[[noreturn]] void bad_option_set(unsigned id, const char *what) {
+    std::fprintf(stderr, "\n>> Option set %u of the input icode File %s, Aborting\n", id, what);
+    if_exit(1);
+}
+
+// One object per option set of the file, by number; a file without any has set 0. The file's
+// arguments come first, so that the command line's override them.
 void build_option_sets() {
     const bool ignore_stored = cmdline_options->parsed_option(option_obj::option_id(10));
-    if (icode_optionlist.empty()) icode_optionlist.push_back({0, {}});
+    all_option_sets.assign(std::max<std::size_t>(icode_optionlist.size(), 1), nullptr);
     for (const OPTION_RECORD &record : icode_optionlist) {
-        auto *set = new option_obj(false);
-        if (!ignore_stored)
-            for (const std::string &arg : record.args) {
-                const char *rest = nullptr;
-                set->process_option(arg.c_str() + (arg[0] == '-'), &rest);
-            }
+        if (record.id >= all_option_sets.size()) bad_option_set(record.id, "has too high a number");
+        option_obj *&set = all_option_sets[record.id];
+        if (set) bad_option_set(record.id, "is there twice");
+        set = new option_obj(false);
+        if (ignore_stored) continue;
+        for (const std::string &arg : record.args) {
+            const char *rest = nullptr;
+            if (!set->process_option(arg.c_str() + (arg[0] == '-'), &rest))
+                bad_option_set(record.id, "has a bad option");
+        }
+    }
+    for (option_obj *&set : all_option_sets) {
+        if (!set) set = new option_obj(false);
         set->copy_options_of(*cmdline_options);
-        all_option_sets.push_back(set);
     }
     file_options = all_option_sets.front();
 }
 
-bool same_file(const char *a, const char *b) {
+// Ends the run when the file that is to be written is one that the run reads or writes already.
+void refuse_file_in_use(const char *what, const char *name) {
+    static constexpr struct {
+        const char *name, *text;
+    } files[] = {{i_file_name, "It is the input file"},
+                 {info_file_name, "It is the information file"},
+                 {bug_file_name, "It is the debug file"}};
     std::error_code error;
-    return fs::equivalent(a, b, error) && !error;
+    if (!fs::is_regular_file(name, error)) return;
+    for (const auto &file : files) {
+        if (*file.name && fs::equivalent(name, file.name, error) && !error)
+            cannot_open(what, name, file.text);
+    }
 }
 
 void choose_output_name(int positional) {
@@ -120,7 +159,11 @@ void choose_output_name(int positional) {
         std::fprintf(stderr, "\n>>>> OPTIMIZER ERROR: Garbage on command line\n\n");
         if_exit(1);
     }
-    if (positional == 1) copy_name(o_file_name, with_extension(i_file_name, ".opt"));
+    if (positional == 1) {
+        const std::string name = with_extension(i_file_name, ".opt");
+        if (!copy_name(o_file_name, name))
+            cannot_open(output_file, name.c_str(), std::strerror(ENAMETOOLONG));
+    }
 }
 
 void open_info_file() {
@@ -134,34 +177,24 @@ void open_info_file() {
     }
     const char *given = options.getstrarg(option_obj::option_id(44), 0);
     const std::string name = given && *given ? given : with_extension(i_file_name, ".nfo");
+    refuse_file_in_use(info_file, name.c_str());
     finfo = std::fopen(name.c_str(), "w");
-    if (!finfo) {
-        std::fprintf(stderr, "\n>> Cannot Open Info File, %s : %s, Aborting\n", name.c_str(),
-                     std::strerror(errno));
-        if_exit(1);
-    }
+    if (!finfo) cannot_open(info_file, name.c_str());
+    if (!copy_name(info_file_name, name))
+        cannot_open(info_file, name.c_str(), std::strerror(ENAMETOOLONG));
     write_opt_info = static_cast<int>(info_level);
     std::fprintf(finfo, "%-40s\nBuild Number %s\n", banner, build_number);
 }
 
 void open_output() {
-    if (same_file(i_file_name, o_file_name)) {
-        std::fprintf(stderr, "\n>> Cannot Open Output icode File, %s : %s, Aborting\n", o_file_name,
-                     "It is the input file");
-        if_exit(1);
-    }
+    refuse_file_in_use(output_file, o_file_name);
     FILE *stream = std::fopen(o_file_name, "wb");
-    if (!stream) {
-        std::fprintf(stderr, "\n>> Cannot Open Output icode File, %s : %s, Aborting\n", o_file_name,
-                     std::strerror(errno));
-        if_exit(1);
-    }
+    if (!stream) cannot_open(output_file, o_file_name);
     output_is_unfinished = true;
     o_file = I_FILE::if_create(stream, tp, i_file->name.c_str());
     std::atexit(remove_output); // whatever ends the run before close_files() has been through
     for (const OPTION_RECORD &record : icode_optionlist)
-        if (record.id != 0 || !record.args.empty() || icode_optionlist.size() > 1)
-            o_file->if_enter_option_set(record.id, record.args);
+        o_file->if_enter_option_set(record.id, record.args);
 }
 
 void emit_cmd_line_text() {
@@ -170,10 +203,10 @@ void emit_cmd_line_text() {
         (text += arguments[i]) += ' ';
     o_file->if_write_comment(text.c_str());
     if (!print_debug) return;
-    for (const OPTION_RECORD &record : icode_optionlist) {
-        dprintf("Option set %d%s:\n", static_cast<int>(record.id),
-                record.id == 0 ? " (file-level options)" : "");
-        for (const std::string &arg : record.args)
+    for (std::size_t i = 0; i < all_option_sets.size(); ++i) {
+        dprintf("Option set %d%s:\n", static_cast<int>(i), i == 0 ? " (file-level options)" : "");
+        for (const std::string &arg :
+             all_option_sets[i]->export_option_list(option_obj::export_set))
             dprintf("\t%s\n", arg.c_str());
     }
 }
@@ -260,7 +293,9 @@ void open_debug_file(bool fatal, const char *suffix) {
     std::string stem = with_extension(i_file_name, "");
     if (suffix) (stem += '.') += suffix;
     stem.resize(std::min(stem.size(), max_debug_stem));
-    copy_name(bug_file_name, stem + ".odb");
+    stem += ".odb";
+    if (!suffix) refuse_file_in_use(debug_file, stem.c_str());
+    copy_name(bug_file_name, stem);
     if (fdebug) std::fprintf(fdebug, ">>>> SWITCHING LOG TO %s\n", bug_file_name);
     // In pass 2 the log of a function goes on where pass 1 left it.
     const bool goes_on = suffix && fileinfo && fileinfo->pass_number == 2;

@@ -5,6 +5,7 @@
 #include "OPT5/icode/opt_client.h"
 #include "OPT5/interproc/interproc.h"
 #include "OPT5/rep/pragmas.h"
+#include "OPT5/scalar/scalar.h"
 
 #include <algorithm>
 #include <vector>
@@ -95,8 +96,10 @@ void finish_file() {
     for (SYMTAB *sym : symbols) {
         if (sym->init) {
             o_file->if_write_init(sym);
-            for (NODE *tree : sym->init->trees)
+            for (NODE *&tree : sym->init->trees) {
+                tree = insert_mandatory_casts(tree);
                 wrtree(tree);
+            }
         }
         if (print_debug) log_symbol(sym);
     }

@@ -41,8 +41,9 @@ void run(int argc, char **argv) {
     if (functions.empty()) {
         step_intermission();
     } else {
+        fill_steps_table(steps);
         matcher_init();
-        run_steps(steps);
+        run_steps();
         dump_psnrefs();
     }
     finish_file();

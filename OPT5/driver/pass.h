@@ -65,6 +65,8 @@ std::vector<pass *> build_steps_table();
 void step_intermission();
 void step_pass_2_trailer();
 
-// Gives each function of `functions` the steps of the table and the trailer, and runs them all:
-// function by function up to the next barrier, the barrier once, and so on.
-void run_steps(const std::vector<pass *> &steps);
+// Makes the last step, "pass 2 trailer", and gives each function of `functions` the steps of the
+// table and the trailer.
+void fill_steps_table(const std::vector<pass *> &steps);
+// Runs all steps: function by function up to the next barrier, the barrier once, and so on.
+void run_steps();

@@ -27,8 +27,6 @@ void run_up_to_barrier(SYMTAB *func) {
     std::deque<pass *> &steps = steps_table[func];
     bool first = true;
     while (!steps.empty() && !steps.front()->is_barrier()) {
-        // "pass 1" and the trailer let go of the function; a step behind them enters it again.
-        if (currfunc != func) enter_function(func);
         if (print_debug && first) begin_function_log();
         first = false;
         pass *step = steps.front();
@@ -54,13 +52,16 @@ pass *take_common_barrier() {
 }
 } // namespace
 
-void run_steps(const std::vector<pass *> &steps) {
+void fill_steps_table(const std::vector<pass *> &steps) {
     steps_table.clear();
     pass *trailer = new pass("pass 2 trailer", step_pass_2_trailer);
     for (SYMTAB *func : functions) {
         steps_table[func].assign(steps.begin(), steps.end());
         steps_table[func].push_back(trailer);
     }
+}
+
+void run_steps() {
     const auto has_steps = [](SYMTAB *func) { return !steps_table[func].empty(); };
     while (std::any_of(functions.begin(), functions.end(), has_steps)) {
         for (SYMTAB *func : functions) {

@@ -59,17 +59,13 @@ void step_pass_2_header() {
 }
 
 void step_set_call_graph_order() {
-    std::list<SYMTAB *> order;
-    for (SYMTAB *func : call_graph_order) {
-        if (opt_level() < 2) {
-            auto behind = std::find_if(order.begin(), order.end(), [func](const SYMTAB *other) {
-                return func->serial < other->serial;
-            });
-            order.insert(behind, func);
-        } else {
-            order.push_front(func); // callees before callers
-        }
-    }
+    std::vector<SYMTAB *> order(call_graph_order.begin(), call_graph_order.end());
+    if (opt_level() < 2)
+        std::stable_sort(order.begin(), order.end(), [](const SYMTAB *a, const SYMTAB *b) {
+            return a->serial < b->serial; // source order
+        });
+    else
+        std::reverse(order.begin(), order.end()); // callees before callers
     functions.clear();
     for (SYMTAB *func : order) {
         const unsigned flags = make_FUNINFO(skip_name_prefix(func->name))->flags;

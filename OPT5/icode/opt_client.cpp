@@ -23,7 +23,8 @@ namespace {
 // An open block of the function being read.
 struct BLOCK_ENTRY {
     PSN *start;
-    SYMTAB *outer_last; // newest symbol when the block began
+    int level;             // of its own symbols; the outermost entry has those of level 1 too
+    const SYMTAB *outside; // newest symbol when the block began
 };
 std::vector<BLOCK_ENTRY> open_blocks;
 
@@ -40,7 +41,8 @@ std::deque<std::string> asm_texts;
 void leave_block() {
     const BLOCK_ENTRY block = open_blocks.back();
     open_blocks.pop_back();
-    for (SYMTAB *sym = currfuninfo->symbols; sym && sym != block.outer_last; sym = sym->next) {
+    for (SYMTAB *sym = currfuninfo->symbols; sym && sym != block.outside; sym = sym->next) {
+        if (sym->level > block.level) continue; // of an inner block, which is closed
         make_RSET_root(sym, sym->scope);
         find_or_make_PTR_entry(sym);
     }
@@ -152,7 +154,6 @@ SYMTAB *IF_CLIENT::cl_symbol_create(const char *name, TYPE *type, TYPE *stype, u
         sym->attr &= static_cast<std::uint8_t>(~SA_aliased);
     else
         sym->attr |= SA_aliased;
-    if (!normalized->is_func()) OPTASSERT(sym->otype->is_func() || sym->size == sym->otype->size());
     if (sym->sc == 27) {
         sym->sc = 9;
         if (currfuninfo)
@@ -207,14 +208,13 @@ void IF_CLIENT::cl_begin_func(SYMTAB *sym, PSN *psn) {
     curr_file = !psn ? "NO_PSN_FILE" : psn->file ? psn->file : "NO_FILE";
     funinfo->pending = nullptr;
     funinfo->symbols = funinfo->parms = funinfo->temps = funinfo->statics = nullptr;
-    open_blocks.assign(1, {psn, nullptr});
+    open_blocks.assign(1, {psn, 2, nullptr});
     lex = 1;
+    symbol_serial = 0;
     arg_offset = unique_call_index = 0;
     init_stack_sharing();
-    funinfo->write_func_info_76 = true;
-    funinfo->is_profiled = false;
-    funinfo->first_time = funinfo->has_flag10_name = funinfo->has_bitfield_refs = false;
     funinfo->is_leaf = true;
+    funinfo->is_profiled = funinfo->has_flag10_name = funinfo->has_bitfield_refs = false;
     if (sym->flags & 32) funinfo->flags |= FUN_is_interrupt;
     make_RSET_root(nullptr, nullptr);
     funinfo->root_scope = funinfo->open_scope = nullptr;
@@ -245,7 +245,7 @@ void IF_CLIENT::cl_end_locals(PSN *psn) {
 
 void IF_CLIENT::cl_begin_block(PSN *psn) {
     ++lex;
-    open_blocks.push_back({psn, currfuninfo->symbols});
+    open_blocks.push_back({psn, lex, currfuninfo->symbols});
     begin_stack_sharing_scope();
     LS::open(psn, currfunc, 0);
 }
@@ -333,7 +333,6 @@ void IF_CLIENT::cl_end_func(PSN *psn) {
         LS::close(psn, currfunc, 0);
     lex = 0;
     currfuninfo->psn_end = psn;
-    mark_return_by_cctor();
     for (LIST *cell = currfuninfo->pending; cell; cell = cell->rest) {
         if (!currfuninfo->is_leaf) for_each_call(cell->first, [](NODE *) { ++unique_call_index; });
         intrinsics_to_MCALL(cell->first);
@@ -341,6 +340,7 @@ void IF_CLIENT::cl_end_func(PSN *psn) {
     }
     check_for_synonym_function_in_pass_1();
     check_integrable_definition(currfuninfo);
+    mark_return_by_cctor();
     seq_trees();
     buildcfg();
     simpcfg(false, false);

@@ -41,4 +41,7 @@ void wrsfid(const char *name);
 // The symbol's `type` becomes its declared type with the qualifiers of the current one, unless a
 // pass has given it another type.
 void revert_symbol_type(SYMTAB *sym);
-NODE *map_global_NAME_to_STDOT(NODE *name); // hook
+// Hooks: the tree to write for a global variable whose type a pass has changed, and for a CBRANCH
+// whose test carries an expectation.
+NODE *map_global_NAME_to_STDOT(NODE *name);
+NODE *revert_CBRANCH_with_builtin_expect(NODE *branch);

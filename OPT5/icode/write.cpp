@@ -12,6 +12,8 @@
 #include "OPT5/target/target.h"
 
 #include <algorithm>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -121,11 +123,19 @@ template <class Visit> void for_each_call(NODE *tree, Visit visit) {
     }
 }
 
-// Drops the entries that no call needs, numbers the rest from 1, and refreshes handler labels.
-// Needed are the entries of calls, and with an entry its enclosing ones and those of its cleanup.
+// A function stays a leaf only when no pass has put a call into it.
+void find_calls() {
+    for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
+        for (LIST *cell = bb->statements; cell; cell = cell->rest)
+            for_each_call(cell->first, [](NODE *) { currfuninfo->is_leaf = false; });
+}
+
+// Drops the entries that no call needs and numbers the rest from 1. Needed are the entries of
+// calls, and with an entry its enclosing ones and those of its cleanup. A call that names no entry
+// of the table names none afterwards.
 void update_eht_labels() {
+    if (currfuninfo->is_leaf) return;
     const unsigned size = currfuninfo->eht_size;
-    if (size == 0) return;
     EHT_ENTRY *table = currfuninfo->eht;
     std::vector<bool> needed(size, false);
     std::vector<unsigned> work;
@@ -169,7 +179,18 @@ void update_eht_labels() {
         table[i].link = new_id[table[i].link];
         if (new_id[i] != i) table[new_id[i]] = std::move(table[i]);
     }
-    currfuninfo->eht_size = count + 1;
+    if (size != 0) currfuninfo->eht_size = count + 1;
+}
+
+// The exception table, to the debug log.
+void dump_EHT() {
+    for (unsigned i = 1; i < currfuninfo->eht_size; ++i) {
+        const EHT_ENTRY &entry = currfuninfo->eht[i];
+        dprintf("EHT #%u: kind %u, enclosed by #%u\n", entry.id, entry.kind, entry.link);
+        if (entry.cleanup) dump_tree_debug(entry.cleanup);
+        for (const I_CATCH_ENTRY &clause : entry.catches)
+            dprintf("\tcatch \"%s\" at g%u\n", clause.type_name.c_str(), clause.label);
+    }
 }
 
 void refresh_handler_labels() {
@@ -236,6 +257,12 @@ void write_symbols() {
     abort_optimizer();
 }
 
+// The 32 bits of an ICON in a file are read back by the signedness of its type.
+bool fits_ICON(const NODE *node) {
+    const INT65 &value = node->u.lval;
+    return value == (node->type->is_signed() ? INT65(value.s32()) : INT65(value.u32()));
+}
+
 bool is_struct_vector_conversion(const NODE *node) {
     return node->type->is_struct_vector() && node->left->type->is_struct_vector();
 }
@@ -282,9 +309,7 @@ void prepare_for_file(NODE *tree) {
         node = wrap_profile_count(node);
         switch (node->op) {
         case OP::ICON:
-            if (node->type->size() > 32 && node->u.lval != INT65(node->u.lval.s32()) &&
-                node->u.lval != INT65(node->u.lval.u32()))
-                node->op = OP::LCON;
+            if (node->type->size() > 32 && !fits_ICON(node)) node->op = OP::LCON;
             break;
         case OP::LABEL:
             if (node->u.label.lbl) node->u.label.index = node->u.label.lbl->index;
@@ -296,6 +321,8 @@ void prepare_for_file(NODE *tree) {
             if (node->left->op == OP::NAME && node->left->type->is_func())
                 unsuppress_inline_function(
                     find_FUNINFO(skip_name_prefix(node->left->u.name.sym->name)));
+            else if (node->left->op == OP::NAME && (node->left->u.name.sym->attr & SA_type_changed))
+                node->left = map_global_NAME_to_STDOT(node->left);
             break;
         case OP::VSCONV:
             OPTASSERT(is_struct_vector_conversion(node));
@@ -317,13 +344,41 @@ void prepare_for_file(NODE *tree) {
 }
 
 void write_pragma_statement(const NODE *node) {
-    if (node->u.ppragma.pragma->kind != PRG_TRIP_CNTR_MUNGED)
+    if (node->u.ppragma.pragma->kind != PRG_LOOP_FLAGS)
         o_file->if_write_pragma(node->u.ppragma.pragma);
 }
 
-bool is_argument_prolog(const NODE *node) {
-    return node->op == OP::PCOMMA || (node->op == OP::ASG && node->right->op == OP::NAME &&
-                                      node->right->u.name.sym->level == 1);
+std::string label2infix(const NODE *label) {
+    return "g" + std::to_string(static_cast<std::int32_t>(label->label_id())) + ":";
+}
+
+// The statement as a comment in front of it. A loop shows its test and its label.
+void write_source_comment(const NODE *node) {
+    if (tree_is_arg_prolog(node)) return;
+    if (node->op == OP::PPRAGMA) {
+        const int kind = node->u.ppragma.pragma->kind;
+        if (kind >= PRG_SRC_LOOP && kind <= PRG_INLINE_ADVICE) return; // speaks for itself
+    }
+    if (node->op != OP::LOOP) {
+        o_file->if_write_comment(stmt2infix(node));
+        return;
+    }
+    if (node->left->op != OP::NAME) o_file->if_write_comment(stmt2infix(node->left));
+    if (node->right->op == OP::LABEL) o_file->if_write_comment(label2infix(node->right).c_str());
+}
+
+// A call that says that control does not come here.
+bool is_never_executed_call(const NODE *stmt) {
+    if (stmt->op != OP::CALL && stmt->op != OP::UCALL) return false;
+    const SYMTAB *callee = get_callee_for_call(stmt);
+    return callee && std::string_view(skip_name_prefix(callee->name)) == "_never_executed";
+}
+
+bool ends_in_never_executed_call(const BBLK *bb) {
+    const LIST *cell = bb->statements;
+    while (cell && cell->rest && !op_ends_block(cell->rest->first->op))
+        cell = cell->rest;
+    return cell && is_never_executed_call(cell->first);
 }
 } // namespace
 
@@ -331,12 +386,21 @@ NODE *map_global_NAME_to_STDOT(NODE *name) {
     return name;
 }
 
+NODE *revert_CBRANCH_with_builtin_expect(NODE *branch) {
+    return branch;
+}
+
 void revert_symbol_type(SYMTAB *sym) {
     TYPE *declared = sym->otype->normalized();
     if (declared->is_enum()) declared = normalized_underlying_type(declared);
-    if (compatible_types(declared, sym->type)) {
-        const unsigned added = sym->type->qual_kind(false) & ~sym->otype->qual_kind(false);
-        sym->type = added ? tp->mk_qual(sym->otype, added) : sym->otype;
+    if (declared == sym->type || sym->otype == sym->type) {
+        sym->type = sym->otype;
+    } else if (compatible_types(declared, sym->type)) {
+        const unsigned is = sym->otype->qual_kind(false), wanted = sym->type->qual_kind(false);
+        TYPE *type = sym->otype;
+        if (is & ~wanted) type = tp->remove_known_qual(type, is & ~wanted);
+        if (wanted & ~is) type = tp->mk_qual(type, wanted & ~is);
+        sym->type = type;
     }
     o_file->if_reference_type(sym->type);
     o_file->if_reference_type(TYPE_PKG::base_type(sym->type));
@@ -377,12 +441,13 @@ void wrtree(NODE *tree) {
 
 void wrexpr(LIST *stmt) {
     NODE *node = stmt->first;
-    if (source_interlist && !is_argument_prolog(node)) o_file->if_write_comment(stmt2infix(node));
+    if (source_interlist) write_source_comment(node);
     if (node->op == OP::ASM) {
         wrasmr(static_cast<int>(node->u.asm_.kind), node->u.asm_.text, stmt->psn);
     } else if (node->op == OP::PPRAGMA) {
         write_pragma_statement(node);
     } else {
+        if (node->op == OP::CBRANCH) node = revert_CBRANCH_with_builtin_expect(node);
         stmt->first = node = insert_mandatory_casts(node);
         o_file->if_write_expr(nullptr, stmt->psn);
         wrtree(node);
@@ -396,6 +461,7 @@ void wrbblocks() {
         const bool is_reached =
             !before || falls_through(before) || (bb->label && bb->label->refcount > 0);
         if (!is_reached) continue; // the exit block of a function that returns elsewhere
+        if (ends_in_never_executed_call(bb)) bb->never_executed = true;
         wrbdlr(bb->label);
         for (LIST *cell = bb->statements; cell; cell = cell->rest) {
             // A zero constant is the empty statement of a block.
@@ -410,7 +476,9 @@ void write_func_header() {
 
 void write_func_body() {
     write_symbols();
-    if (currfuninfo->write_func_info_76) o_file->if_write_func_info(76);
+    find_calls();
+    if (currfuninfo->is_leaf) o_file->if_write_func_info('L');
+    if (register_assignments) list_register_assignments();
     finalize_ldspec_advice();
     update_eht_labels();
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
@@ -423,6 +491,7 @@ void write_func_body() {
     if (currfuninfo->eht_size > 1) {
         for (unsigned i = 1; i < currfuninfo->eht_size; ++i)
             if (currfuninfo->eht[i].cleanup) prepare_for_file(currfuninfo->eht[i].cleanup);
+        if (print_debug) dump_EHT();
         o_file->if_write_func_eht(currfuninfo->eht + 1, currfuninfo->eht_size - 1);
     }
     wrstcr(2, currfuninfo->psn_end);

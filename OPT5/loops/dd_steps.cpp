@@ -19,7 +19,7 @@ void step_forward_substitution() {
     do_forward_substitution();
 }
 void step_SSA_hoist() {
-    if (at_O2()) with_ssa(false, hoist_SSA_region_constants);
+    if (at_O2()) with_ssa(true, hoist_SSA_region_constants);
 }
 void step_SSA_NASSERTs() {
     if (at_O2()) with_ssa(false, clone_SSA_NASSERTs);

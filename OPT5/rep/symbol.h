@@ -195,8 +195,6 @@ struct FUNINFO {
     PSN *psn = nullptr, *psn_args = nullptr, *psn_locals = nullptr, *psn_end = nullptr;
     EHT_ENTRY *eht = nullptr;    // eht_size entries, entry 0 unused; owned
     unsigned eht_size = 0;
-    bool write_func_info_76 = false; // set by begin function: a tag 64 record is due
-    bool first_time = false;
     bool has_flag10_name = false;  // mk_name met a symbol with flag 0x10
     bool is_profiled = false;      // trees carry edge profile counts
     bool is_leaf = true;           // cleared by mk_call, mk_ucall

@@ -21,7 +21,8 @@ void convert_safe_fl_statics_to_auto();
 
 // --- the steps
 void fast_CP(int level, int mode);
-void elim_dead_assigns(bool locals = true, bool globals = true);
+// `delay` moves assignments towards their uses instead; `last` says that no such run follows.
+void elim_dead_assigns(bool delay = false, bool last = true);
 void promote_all_embedded_assignments();
 void build_stack_sharing_type();
 void sym_split();

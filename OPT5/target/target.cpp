@@ -7,6 +7,7 @@ int register_assignments = 0;
 void init_target() {}
 void init_reg_defs() {}
 void allocate_regs() {}
+void list_register_assignments() {}
 void finalize_ldspec_advice() {}
 void write_loop_icode(LOOP *) {}
 void write_dd_mbank_info() {}

@@ -11,6 +11,7 @@ extern int register_assignments; // nonzero: list them as comments
 void init_target();
 void init_reg_defs();
 void allocate_regs();
+void list_register_assignments(); // as comments of the output
 void finalize_ldspec_advice();
 void write_loop_icode(LOOP *loop);
 void write_dd_mbank_info();
