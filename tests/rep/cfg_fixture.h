@@ -26,7 +26,7 @@ protected:
     NODE *set(SYMTAB *target, int value) { return asg(name(target), icon(value)); }
     NODE *def(int number) { // gets its label from put()
         NODE *node = tree(OP::LABELDEF, int_t);
-        node->u.label = {nullptr, number, 0};
+        node->u.label.index = number;
         return node;
     }
     NODE *jump(int number) { return tree(OP::BRANCH, int_t, label(number)); }

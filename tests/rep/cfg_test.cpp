@@ -133,7 +133,7 @@ TEST_F(Buildcfg, PrologStaysFirst) {
 }
 
 TEST_F(Buildcfg, HandlersAreRoots) {
-    const auto build_with_handler = [this](const STATEMENTS &statements, int label) {
+    const auto build_with_handler = [](const STATEMENTS &statements, int label) {
         erase_function_body(currfuninfo);
         put(statements);
         currfuninfo->eht = new EHT_ENTRY[2];

@@ -343,14 +343,16 @@ TEST_F(TailCalls, RefusedUnlessNobodyCanTell) {
         EXPECT_EQ(info(), "");
         expect_sound();
     }
-    // What these cases change from.
-    erase_function_body(currfuninfo);
-    currfuninfo->return_type = int_t;
-    currfuninfo->flags = 0;
-    declare(int_t);
-    build({prolog(), asg(name(p), address(name(gvar))), assembly("* note", 47), call(g, {}),
-           ret(self())});
-    EXPECT_FALSE(calls_itself());
+    // What these cases differ from.
+    for (TYPE *type_of_b : {int_t, int_p}) {
+        erase_function_body(currfuninfo);
+        currfuninfo->return_type = int_t;
+        currfuninfo->flags = 0;
+        declare(type_of_b);
+        build({prolog(), asg(name(p), address(name(gvar))), assembly("* note", 47), call(g, {}),
+               ret(self())});
+        EXPECT_FALSE(calls_itself()) << graph();
+    }
 }
 
 TEST_F(TailCalls, OneOfTwoStays) {
