@@ -119,6 +119,16 @@ std::uint32_t lib_abs(LIBRARY_CALL &call) {
     return value >> 31 ? -value : value;
 }
 
+// Quotient and remainder as members of the result, in this order.
+std::uint32_t lib_div(LIBRARY_CALL &call) {
+    const std::int64_t a = static_cast<std::int32_t>(call.dword());
+    const std::int64_t b = static_cast<std::int32_t>(call.dword());
+    if (b == 0) library_fault("div: division by zero");
+    call.machine.store32(call.result, static_cast<std::uint32_t>(a / b));
+    call.machine.store32(call.result + 2, static_cast<std::uint32_t>(a % b));
+    return 0;
+}
+
 // The generator that the C standard gives as its example: x = x * 1103515245 + 12345, of which
 // bits 16 to 30 are the random number.
 std::uint32_t lib_rand(LIBRARY_CALL &call) {
@@ -146,6 +156,8 @@ constexpr LIBRARY_ENTRY entries[] = {
     {"abs", lib_abs},
     {"labs", lib_abs},
     {"llabs", lib_abs},
+    {"div", lib_div},
+    {"ldiv", lib_div},
     {"rand", lib_rand},
     {"srand", lib_srand},
 };

@@ -21,10 +21,12 @@ long long atoll(const char *s);
 void *bsearch(const void *key, const void *base, size_t count, size_t size,
               int (*compare)(const void *, const void *));
 void *calloc(size_t count, size_t size);
+div_t div(int a, int b);
 __attribute__((noreturn)) void exit(int status);
 void free(void *p);
 long labs(long v);
 long long llabs(long long v);
+ldiv_t ldiv(long a, long b);
 void *malloc(size_t size);
 void qsort(void *base, size_t count, size_t size, int (*compare)(const void *, const void *));
 int rand(void);
@@ -36,11 +38,3 @@ long strtol(const char *restrict s, char **restrict end, int base);
 long long strtoll(const char *restrict s, char **restrict end, int base);
 unsigned long strtoul(const char *restrict s, char **restrict end, int base);
 unsigned long long strtoull(const char *restrict s, char **restrict end, int base);
-static inline div_t div(int a, int b) {
-    div_t result = {a / b, a % b};
-    return result;
-}
-static inline ldiv_t ldiv(long a, long b) {
-    ldiv_t result = {a / b, a % b};
-    return result;
-}
