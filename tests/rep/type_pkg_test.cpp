@@ -44,10 +44,10 @@ protected:
     TYPE_PKG *pkg = nullptr;
     TYPE *int_ = nullptr, *short_ = nullptr;
 };
-using Interning = TypePackage;
+using TypeInterning = TypePackage;
 using TypeLists = TypePackage;
 using HostileTypes = TypePackage;
-using Registry = TypePackage;
+using TypeRegistry = TypePackage;
 
 template <class ELEM> std::vector<const ELEM *> elements(const ELEM *list) {
     std::vector<const ELEM *> all;
@@ -152,7 +152,7 @@ TEST_F(TypePackage, StridesAreRoundedUpToTheAlignment) {
 
 // --- interning
 
-TEST_F(Interning, EqualRequestsGiveOneObject) {
+TEST_F(TypeInterning, EqualRequestsGiveOneObject) {
     TYPE *s = pkg->mk_struct("s", 32, 16, true);
     TYPE *t = pkg->mk_struct("s", 32, 16, true);
     TYPE *p = pkg->mk_ptr(int_);
@@ -231,7 +231,7 @@ TEST_F(Interning, EqualRequestsGiveOneObject) {
     }
 }
 
-TEST_F(Interning, NamesThatLookLikeOtherWordsStayApart) {
+TEST_F(TypeInterning, NamesThatLookLikeOtherWordsStayApart) {
     TYPE *f = pkg->mk_func(int_, false, true, 0, false);
     pkg->append_param(f, int_, 2, "a 20 2 1:b");
     TYPE *g = pkg->mk_func(int_, false, true, 0, false);
@@ -243,7 +243,7 @@ TEST_F(Interning, NamesThatLookLikeOtherWordsStayApart) {
     EXPECT_NE(f->map_name(), g->map_name());
 }
 
-TEST_F(Interning, ClassesAndEnumsAreNeverMerged) {
+TEST_F(TypeInterning, ClassesAndEnumsAreNeverMerged) {
     EXPECT_NE(pkg->mk_struct("s", 32, 16, true), pkg->mk_struct("s", 32, 16, true));
     EXPECT_NE(pkg->mk_union("u", 32, 16, true), pkg->mk_union("u", 32, 16, true));
     EXPECT_NE(pkg->mk_class("c", 32, 16, true), pkg->mk_class("c", 32, 16, true));
@@ -256,7 +256,7 @@ TEST_F(Interning, ClassesAndEnumsAreNeverMerged) {
 }
 
 // A class can be referred to before its members have come, and stays the same type then.
-TEST_F(Interning, OpenClassesHaveTheirIdentity) {
+TEST_F(TypeInterning, OpenClassesHaveTheirIdentity) {
     TYPE *s = pkg->mk_struct("s", 32, 16, true);
     TYPE *t = pkg->mk_struct("t", 32, 16, true);
     TYPE *f = function({s}), *m = pkg->mk_ptm(int_, t, 16, 16);
@@ -268,7 +268,7 @@ TEST_F(Interning, OpenClassesHaveTheirIdentity) {
     EXPECT_EQ(pkg->mk_ptm(int_, t, 16, 16), m);
 }
 
-TEST_F(Interning, QualifiersAreOneLayer) {
+TEST_F(TypeInterning, QualifiersAreOneLayer) {
     TYPE *c = pkg->mk_qual(int_, TQ_const);
     EXPECT_EQ(pkg->mk_qual(c, TQ_const), c);
     EXPECT_EQ(pkg->mk_qual(int_, 0), int_);
@@ -312,7 +312,7 @@ TEST_F(TypePackage, ArraysTakeTheSizeOfTheirElements) {
 
 // --- functions come and go
 
-TEST_F(Interning, FunctionsMergeWhenTheirParametersHaveCome) {
+TEST_F(TypeInterning, FunctionsMergeWhenTheirParametersHaveCome) {
     TYPE *first = function({int_, short_});
     const std::size_t count = pkg->all_types().size();
     TYPE *second = pkg->mk_func(int_, false, true, 0, false);
@@ -327,7 +327,7 @@ TEST_F(Interning, FunctionsMergeWhenTheirParametersHaveCome) {
     EXPECT_EQ(pkg->db_stats().registered[TYPE::FUNCTION], 1u);
 }
 
-TEST_F(Interning, AFunctionThatIsReferredToStays) {
+TEST_F(TypeInterning, AFunctionThatIsReferredToStays) {
     TYPE *first = function({int_});
     TYPE *second = pkg->mk_func(int_, false, true, 0, false);
     TYPE *pointer = pkg->mk_ptr(second);
@@ -443,7 +443,7 @@ TEST_F(TypePackage, ClassesWithoutANameGetOne) {
 
 // --- registry
 
-TEST_F(Registry, EveryTypeHasABase) {
+TEST_F(TypeRegistry, EveryTypeHasABase) {
     TYPE *s = pkg->mk_struct("s", 32, 16, true);
     TYPE *name = pkg->mk_typedef("t", int_, 32, 32, false, false, nullptr);
     const struct {
@@ -473,7 +473,7 @@ TEST_F(Registry, EveryTypeHasABase) {
     }
 }
 
-TEST_F(Registry, RegisteringLeavesOthersAlone) {
+TEST_F(TypeRegistry, RegisteringLeavesOthersAlone) {
     EXPECT_EQ(pkg->register_type(int_, root_type), int_);
     TYPE unfinished;
     EXPECT_EQ(pkg->register_type(&unfinished, root_type), &unfinished);
@@ -482,7 +482,7 @@ TEST_F(Registry, RegisteringLeavesOthersAlone) {
     EXPECT_EQ(pkg->all_types().size(), 17u);
 }
 
-TEST_F(Registry, DeletingTakesAllThatIsBuiltOnAType) {
+TEST_F(TypeRegistry, DeletingTakesAllThatIsBuiltOnAType) {
     TYPE *s = pkg->mk_struct("s", 32, 16, true);
     TYPE *p = pkg->mk_ptr(s);
     pkg->mk_array(p, 3);
@@ -505,7 +505,7 @@ TEST_F(Registry, DeletingTakesAllThatIsBuiltOnAType) {
     EXPECT_EQ(pkg->all_types().back(), again);
 }
 
-TEST_F(Registry, PackagesShareOnlyTheRoot) {
+TEST_F(TypeRegistry, PackagesShareOnlyTheRoot) {
     EXPECT_EQ(TYPE_PKG::tp_count, 1);
     auto other = std::make_unique<TYPE_PKG>();
     other->init_type_pkg();
@@ -527,7 +527,7 @@ TEST_F(Registry, PackagesShareOnlyTheRoot) {
 }
 
 // The same requests give the same numbers and keys, wherever the types lie in memory.
-TEST_F(Registry, NumbersAndKeysAreReproducible) {
+TEST_F(TypeRegistry, NumbersAndKeysAreReproducible) {
     const auto keys = [](TYPE_PKG &p) {
         TYPE *s = p.mk_struct("", 32, 16, true);
         TYPE *f = p.mk_func(p.mk_ptr(s), false, true, 0, false);
@@ -545,7 +545,7 @@ TEST_F(Registry, NumbersAndKeysAreReproducible) {
     EXPECT_EQ(keys(*pkg), keys(other));
 }
 
-TEST_F(Registry, CanonicalTypesEndTheChain) {
+TEST_F(TypeRegistry, CanonicalTypesEndTheChain) {
     std::vector<TYPE *> s;
     for (int i = 0; i < 6; ++i)
         s.push_back(pkg->mk_struct("s", 16, 16, true));
@@ -564,7 +564,7 @@ TEST_F(Registry, CanonicalTypesEndTheChain) {
     EXPECT_EQ(s[5]->canonical(), s[5]);
 }
 
-TEST_F(Registry, DumpsComeInTheOrderOfNumbers) {
+TEST_F(TypeRegistry, DumpsComeInTheOrderOfNumbers) {
     for (std::uint32_t i = 1; i < 40; ++i)
         pkg->mk_array(short_, i);
     char *text = nullptr;
@@ -701,7 +701,7 @@ TEST_F(HostileTypes, ClassesMayComeBackToThemselves) {
 }
 
 // Many types of many kinds: each is found again, and no list is searched from end to end.
-TEST_F(Interning, ManyTypes) {
+TEST_F(TypeInterning, ManyTypes) {
     constexpr std::uint32_t count = 20000;
     std::vector<TYPE *> structs, functions;
     for (std::uint32_t i = 0; i < count; ++i) {
