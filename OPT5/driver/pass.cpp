@@ -8,8 +8,8 @@
 
 pass_manager global_pass_manager;
 
-static void dump_current_function() {
-    if (print_debug && currfuninfo && currfuninfo->bb_list) prbbinfix(0, 0, 0);
+static bool shows_current_function() {
+    return print_debug && currfuninfo && currfuninfo->bb_list;
 }
 
 // Figures of a step are only asked for when the log wants them: mallinfo walks all free chunks, and
@@ -24,7 +24,7 @@ static std::clock_t time_used() {
 void pass::run() {
     dprintf("\n\n\t\t\t---------- ENTERING step %d '%s' ----------\n", static_cast<int>(number()),
             name_.c_str());
-    dump_current_function();
+    if (shows_current_function()) prbbinfix(0, 0, 0);
     const long memory_before = bytes_in_use();
     const std::clock_t time_before = time_used();
     function_();
@@ -33,5 +33,8 @@ void pass::run() {
     dprintf("(%d net bytes allocated.)\n", static_cast<int>(bytes_in_use() - memory_before));
     dprintf("\n\n\n\t\t\t---------- EXITING step %d '%s' ----------\n", static_cast<int>(number()),
             name_.c_str());
-    dump_current_function();
+    if (!shows_current_function()) return;
+    prbbinfix(0, 0, 0);
+    validate_cfg();
+    validate_stmts();
 }

@@ -15,9 +15,9 @@ public:
 
 protected:
     explicit serial_object(Manager *manager)
-        : number_(static_cast<unsigned>(manager->members.size())), manager_(manager) {
-        manager->members.push_back(static_cast<T *>(this));
-    }
+        : number_(static_cast<unsigned>(manager->members.size())), manager_(manager) {}
+    // To be called by the constructor of T, before another object of the manager is made.
+    void enter(T *self) { manager_->members.push_back(self); }
 
 private:
     unsigned number_;
@@ -38,7 +38,9 @@ extern pass_manager global_pass_manager;
 class pass : public serial_object<pass, pass_manager> {
 public:
     pass(std::string name, void (*function)())
-        : serial_object(&global_pass_manager), name_(std::move(name)), function_(function) {}
+        : serial_object(&global_pass_manager), name_(std::move(name)), function_(function) {
+        enter(this);
+    }
     virtual ~pass() = default;
     virtual bool is_barrier() const { return false; }
     // Runs the step; dumps the function before and after, and its time and memory, to the log.

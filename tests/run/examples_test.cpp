@@ -1,6 +1,8 @@
 // Every C program of the project goes through the whole road at every level.
 #include "tests/run/tool.h"
 
+#include <sstream>
+
 namespace {
 const char *const levels[] = {"off", "0", "1", "2", "3"};
 
@@ -26,6 +28,15 @@ protected:
         expect_success(run_tool({"quillopt", "--opt_level=" + level, from, file}, scratch),
                        "quillopt at level " + level);
         return file;
+    }
+    std::string text_without_comments(const std::string &file) {
+        const TOOL_RESULT text = run_tool({"ic-dis", file}, scratch);
+        expect_success(text, "ic-dis");
+        std::istringstream lines(text.out);
+        std::string kept;
+        for (std::string line; std::getline(lines, line);)
+            if (line.find("  comment ") != 0) kept += line + "\n";
+        return kept;
     }
     SCRATCH scratch;
     std::string input;
@@ -53,9 +64,8 @@ TEST_P(Road, ValidatorsHaveNothingToSay) {
         EXPECT_NE(log.find("== END OF DEBUG OUTPUT=="), std::string::npos);
         const std::size_t complaint = log.find("+++++");
         EXPECT_EQ(complaint, std::string::npos) << log.substr(complaint, 1000);
-        // A log changes nothing in what is written but the command line that the file quotes.
-        EXPECT_EQ(run_tool({"ic-dis", "--stats", output}, scratch).out,
-                  run_tool({"ic-dis", "--stats", plain}, scratch).out);
+        EXPECT_EQ(text_without_comments(output), text_without_comments(plain))
+            << "a log changes nothing but the command line that the file quotes";
     }
 }
 

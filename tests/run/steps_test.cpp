@@ -17,7 +17,9 @@ TEST(Steps, TableAndDocumentAgree) {
         documented.push_back(std::string(name) + " " + kind);
     }
     std::vector<std::string> built;
-    for (const pass *step : build_steps_table()) {
+    build_steps_table();
+    run_steps(); // without functions; adds the last step
+    for (const pass *step : global_pass_manager.members) {
         EXPECT_EQ(step->number(), built.size());
         built.push_back(step->name() + (step->is_barrier() ? " B" : " F"));
     }

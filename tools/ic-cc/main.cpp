@@ -1,4 +1,5 @@
 // The command line of ic-cc, and clang's set-up.
+#include "OPT5/icode/records/if_tool.h"
 #include "tools/ic-cc/embedded.h"
 #include "tools/ic-cc/ic_cc.h"
 #include "tools/ic-cc/machine_target.h"
@@ -19,7 +20,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 
 using namespace clang;
 
@@ -224,15 +224,9 @@ int compile(const command_line &c) {
     filter->EndSourceFile();
     if (filter->errors) return 1;
     if (c.show_sizes) return 0;
-    std::ofstream out(c.output, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    out.close();
-    if (!out) {
-        std::fprintf(stderr, "ic-cc: cannot write '%s'\n", c.output.c_str());
-        std::remove(c.output.c_str());
-        return 1;
-    }
-    return 0;
+    if (if_save_file(c.output, bytes)) return 0;
+    std::fprintf(stderr, "ic-cc: cannot write '%s'\n", c.output.c_str());
+    return 1;
 }
 
 } // namespace
