@@ -31,15 +31,17 @@ const NODE *see_through(const NODE *node) {
 
 // --- payloads
 
-const LBL *label_record(const NODE *label) {
-    return label->u.label.lbl ? label->u.label.lbl : find_label(label->u.label.index);
+// A number says the same as a record, but those that the optimizer gives out come round again.
+bool is_numbered(const LBL *label, std::int32_t number) {
+    return label->index == number && number > 0;
 }
 
 bool same_block(const NODE *a, const NODE *b) {
-    const auto &label_a = a->u.label, &label_b = b->u.label;
-    if (!label_a.lbl && !label_b.lbl && label_a.index == label_b.index) return true;
-    const LBL *to_a = label_record(a), *to_b = label_record(b);
-    return to_a && to_b && (to_a == to_b || (to_a->bb && to_a->bb == to_b->bb));
+    const auto &to_a = a->u.label, &to_b = b->u.label;
+    if (!to_a.lbl && !to_b.lbl) return to_a.index == to_b.index;
+    if (!to_a.lbl) return is_numbered(to_b.lbl, to_a.index);
+    if (!to_b.lbl) return is_numbered(to_a.lbl, to_b.index);
+    return to_a.lbl == to_b.lbl || (to_a.lbl->bb && to_a.lbl->bb == to_b.lbl->bb);
 }
 
 bool same_member(const NODE *a, const NODE *b) {
