@@ -35,7 +35,7 @@ protected:
             << result.err.substr(0, 3000);
         if (result.exit_code == 1) {
             EXPECT_FALSE(fs::exists(out)) << what;
-            EXPECT_FALSE(result.err.empty()) << what;
+            EXPECT_FALSE((result.out + result.err).empty()) << what;
             EXPECT_LT(result.err.size(), 100000u) << what;
         }
         return result.exit_code;

@@ -41,6 +41,13 @@ TEST_F(Driver, FilesThatCannotBeUsed) {
          "\n>> Cannot Open Output icode File, " + path("folder") + " : Is a directory, Aborting\n"},
         {{good, "/dev/full"}, ">> Cannot Write Output icode File, /dev/full : "},
         {{good, out, "third"}, "\n>>>> OPTIMIZER ERROR: Garbage on command line\n\n"},
+        {{good, out, "third", "fourth"},
+         "\n>>>> OPTIMIZER ERROR: Unexpected options: " + good + " " + out + " fourth\n"},
+        {{good, path(std::string(600, 'n').c_str())}, " : File name too long, Aborting\n"},
+        {{std::string(600, 'n'), out},
+         "\n>> Cannot Open Input icode File, " + std::string(600, 'n') +
+             " : File name too long, Aborting\n"},
+        {{"-", good, out}, "invalid option"},
         {{"--no_such_option", good, out}, "no_such_option"},
         {{"--opt_level=17", good, out}, "opt_level"},
     };
@@ -54,6 +61,41 @@ TEST_F(Driver, FilesThatCannotBeUsed) {
         EXPECT_FALSE(fs::exists(out)) << c.message;
     }
     EXPECT_TRUE(fs::is_directory(scratch / "folder"));
+}
+
+TEST_F(Driver, NoFileIsWrittenOverAnotherOfTheRun) {
+    const std::string input = read_file(good), log = path("good.odb"), info = path("good.nfo");
+    fs::create_symlink(good, scratch / "good.ln");
+    struct CASE {
+        std::vector<std::string> words;
+        std::string message;
+    };
+    const CASE cases[] = {
+        {{"--debug_log=1", "--info_file=" + good, good, path("out.ic")},
+         "\n>> Cannot Open Info File, " + good + " : It is the input file, Aborting\n"},
+        {{"--debug_log=1", "--info_file=" + path("good.ln"), good, path("out.ic")},
+         "\n>> Cannot Open Info File, " + path("good.ln") + " : It is the input file, Aborting\n"},
+        {{"--debug_log=1", good, info},
+         "\n>> Cannot Open Output icode File, " + info + " : It is the information file"},
+        {{"--debug_log=1", good, log},
+         "\n>> Cannot Open Output icode File, " + log + " : It is the debug file"},
+    };
+    for (const CASE &c : cases) {
+        std::vector<std::string> words{"quillopt"};
+        words.insert(words.end(), c.words.begin(), c.words.end());
+        const TOOL_RESULT result = run_tool(words, scratch);
+        EXPECT_EQ(result.exit_code, 1) << c.message;
+        EXPECT_NE(result.err.find(c.message), std::string::npos) << result.err;
+        EXPECT_EQ(read_file(good), input);
+    }
+    fs::copy_file(good, log);
+    const TOOL_RESULT result =
+        run_tool({"quillopt", "--debug_log=1", log, path("out.ic")}, scratch);
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_NE(result.err.find("Cannot Open Debug File, " + log), std::string::npos) << result.err;
+    EXPECT_EQ(read_file(log), input);
+    expect_success(run_tool({"quillopt", good, "/dev/null", "--info_file=/dev/null"}, scratch),
+                   "no regular files");
 }
 
 TEST_F(Driver, AnOutputThatIsTheInputIsRefused) {
