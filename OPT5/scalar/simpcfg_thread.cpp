@@ -24,7 +24,6 @@ private:
         std::set<unsigned> users; // of a root: the blocks that branch to its class
         int choices = 0;          // classes that the branch can lead to
         bool is_empty = false;    // nothing but the branch
-        bool can_vanish = true;   // control comes by edges only
     };
 
     STATE &state(const BBLK *bb) { return states[bb->serial]; }
@@ -52,12 +51,8 @@ void drop_empty_statements(BBLK *bb) {
 }
 
 THREADER::THREADER() : states(currfuninfo->blocks.size()) {
-    const std::vector<bool> is_root = root_blocks();
-    for (BBLK *bb : currfuninfo->blocks) {
-        if (!bb) continue;
-        state(bb).place = bb;
-        state(bb).can_vanish = !is_root[bb->serial] && !bb->is_exit;
-    }
+    for (BBLK *bb : currfuninfo->blocks)
+        if (bb) state(bb).place = bb;
 }
 
 BBLK *THREADER::place_of(BBLK *bb) {
@@ -103,7 +98,7 @@ void THREADER::settle(BBLK *bb) {
         ++simpcfg_counts.conditions;
     }
     BBLK *const to = place_of(target);
-    if (own.is_empty && own.can_vanish && own.place == bb && to != bb) join(bb, to);
+    if (own.is_empty && to != bb) join(bb, to);
 }
 
 // The class of `bb`, which is a root, becomes part of that of the root `to`.
