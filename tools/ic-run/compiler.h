@@ -70,27 +70,29 @@ private:
     REG value(std::uint32_t i, int hint = no_hint);
     REG value_as(std::uint32_t i, const RUN_TYPE &to, int hint = no_hint);
     void value_into(std::uint32_t i, const RUN_TYPE &to, REG reg);
-    REG operand(std::uint32_t i, const RUN_TYPE &to, std::uint32_t next); // safe while `next` runs
+    REG kept(REG reg, std::uint32_t next); // a copy where `next` could change a variable
+    static bool needs_conversion(const RUN_TYPE &from, const RUN_TYPE &to);
     REG convert(REG reg, const RUN_TYPE &from, const RUN_TYPE &to, int hint);
-    REG convert_explicitly(std::uint32_t i, int hint);
+    REG conversion(std::uint32_t i, int hint);
     bool constant_operand(std::uint32_t i, const RUN_TYPE &to, std::uint32_t &value) const;
     REG constant(std::uint32_t i, int hint);
     REG binary(std::uint32_t i, int hint);
     REG unary(std::uint32_t i, int hint);
     REG comparison(std::uint32_t i, int hint);
-    REG short_circuit(std::uint32_t i, int hint);
+    REG truth(std::uint32_t i, int hint);
     REG choice(std::uint32_t i, int hint, bool wanted);
     REG scaling(std::uint32_t i, int hint);
     REG apply(int opcode, const RUN_TYPE &t, bool sign, REG x, REG y, int hint);
-    REG assignment(std::uint32_t i, bool wanted, int hint);
-    REG compound(std::uint32_t i, bool wanted, int hint);
+    REG apply_constant(int opcode, const RUN_TYPE &t, bool sign, REG x, std::uint32_t y, int hint);
+    static COST_CLASS class_of(int opcode, const RUN_TYPE &t);
+    REG assignment(std::uint32_t i, bool wanted);
+    REG compound(std::uint32_t i, bool wanted);
     REG class_assignment(std::uint32_t i);
     REG copy_memory(std::uint32_t i);
     REG call(std::uint32_t i, bool wanted, int hint);
     void branch(std::uint32_t i, bool sense, std::uint32_t label);
     bool comparing_branch(std::uint32_t i, bool sense, std::uint32_t label);
     REG fault(const std::string &text);
-    REG unknown(std::uint32_t i);
 
     // Lvalues. lvalue() does not count its outermost node: its user knows what it does.
     LVALUE lvalue(std::uint32_t i);
@@ -107,16 +109,18 @@ private:
     INSN &emit(CODE code, REG a = 0, REG b = 0, REG c = 0, std::uint32_t imm = 0);
     REG new_register();
     REG destination(int hint) { return hint == no_hint ? new_register() : static_cast<REG>(hint); }
+    // Frees the registers from `mark` on but for the value in `reg`, which it gives.
+    REG settle(REG reg, std::uint32_t mark);
     bool is_variable(REG reg) const { return reg < variables_; }
     REG emit_constant(std::uint32_t value, int hint);
     std::uint32_t new_label();
     void bind(std::uint32_t label);
     void jump(CODE code, std::uint32_t label, REG a = 0, REG b = 0, std::uint32_t imm = 0);
     std::uint32_t label_of(std::uint32_t i); // of a LABEL node
+    std::uint32_t label_numbered(std::int64_t number);
 
     void count(COST_CLASS cost, std::uint64_t times = 1);
     void count_node(COST_CLASS cost);
-    void count_field(const LVALUE &lv);
     void new_segment();
 
     PROGRAM &program_;

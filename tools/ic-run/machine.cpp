@@ -40,13 +40,18 @@ void MACHINE::check_alignment(std::uint32_t address) const {
     if (address & 1) access_fault("misaligned access, address ", address);
 }
 
+void MACHINE::mark_object(std::uint32_t address, std::uint32_t units) {
+    if (!checking || units == 0) return;
+    ++objects_;
+    const auto first = object_.begin() + address;
+    std::fill(first, first + units, objects_);
+}
+
 void MACHINE::begin_object(std::uint32_t address, std::uint32_t units, bool written) {
     if (!checking) return;
-    ++objects_;
-    for (std::uint32_t i = address; i < address + units; ++i) {
-        object_[i] = objects_;
-        written_[i] = written;
-    }
+    mark_object(address, units);
+    const auto first = written_.begin() + address;
+    std::fill(first, first + units, written);
 }
 
 void MACHINE::end_objects(std::uint32_t address, std::uint32_t units) {

@@ -91,6 +91,7 @@ protected:
     void check_alignment(std::uint32_t address) const; // of 32 bits
     // Makes units an object of their own (with checking).
     void begin_object(std::uint32_t address, std::uint32_t units, bool written);
+    void mark_object(std::uint32_t address, std::uint32_t units); // what is written stays known
     void end_objects(std::uint32_t address, std::uint32_t units);
 
     std::uint16_t memory_[memory_units + 2] = {}; // a 32-bit access may begin at the last unit
@@ -99,7 +100,6 @@ protected:
     std::vector<bool> written_;
     std::uint32_t stack_end_ = 0;             // first unit behind the stack
     std::uint32_t heap_start_ = memory_units; // lowest unit of the heap
-    std::uint32_t heap_end_ = memory_units;   // first unit behind it
 
 private:
     struct BLOCK {
