@@ -22,7 +22,7 @@ public:
 
     explicit LIBRARY_MACHINE(bool check_accesses) : MACHINE(check_accesses) {
         stack_end_ = heap_bottom;
-        heap_start_ = heap_end_ = heap_top;
+        heap_start_ = heap_top;
     }
 
     // An object at an even address, with a unit between it and the next one.
