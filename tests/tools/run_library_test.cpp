@@ -518,6 +518,9 @@ TEST_F(RunProgram, Ends) {
     for (int i = 0; i < 1024; ++i)
         EXPECT_EQ(run_int("atexit", POINTER{0}), 0);
     EXPECT_NE(run_int("atexit", POINTER{0}), 0) << "there is an end";
+    machine.exit_functions = {0};
+    machine.functions = {[&](auto) { return run("atexit", POINTER{0}); }};
+    EXPECT_EQ(fault("exit", 0), RF_trap) << "a function that registers itself";
 }
 
 TEST_F(RunProgram, TimeStandsStill) {

@@ -160,7 +160,10 @@ constexpr LIBRARY_ENTRY entries[] = {
 } // namespace
 
 void run_exit_functions(MACHINE &machine) {
-    while (!machine.exit_functions.empty()) {
+    // A function may register others, among them itself.
+    constexpr unsigned most = 10000;
+    for (unsigned count = 0; !machine.exit_functions.empty(); ++count) {
+        if (count == most) library_fault("exit: functions that register others without an end");
         const std::uint32_t function = machine.exit_functions.back();
         machine.exit_functions.pop_back();
         machine.call(function, {});
