@@ -88,13 +88,13 @@ TEST_F(Driver, NoFileIsWrittenOverAnotherOfTheRun) {
         EXPECT_NE(result.err.find(c.message), std::string::npos) << result.err;
         EXPECT_EQ(read_file(good), input);
     }
-    fs::copy_file(good, log);
+    fs::rename(good, log);
     const TOOL_RESULT result =
         run_tool({"quillopt", "--debug_log=1", log, path("out.ic")}, scratch);
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_NE(result.err.find("Cannot Open Debug File, " + log), std::string::npos) << result.err;
     EXPECT_EQ(read_file(log), input);
-    expect_success(run_tool({"quillopt", good, "/dev/null", "--info_file=/dev/null"}, scratch),
+    expect_success(run_tool({"quillopt", log, "/dev/null", "--info_file=/dev/null"}, scratch),
                    "no regular files");
 }
 
