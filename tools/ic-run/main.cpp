@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <pthread.h>
 
 namespace {
 constexpr char usage[] =
@@ -118,9 +119,7 @@ int run_program(const COMMAND &command) {
     if (command.options.count) print_counts(machine);
     return status;
 }
-} // namespace
-
-int main(int argc, char **argv) {
+int run_command(int argc, char **argv) {
     try {
         const COMMAND command = read_command(argc, argv);
         if (command.help) {
@@ -135,4 +134,33 @@ int main(int argc, char **argv) {
         std::fputs("ic-run: out of memory\n", stderr);
         return RF_file;
     }
+}
+
+struct CALL_OF_MAIN {
+    int argc;
+    char **argv;
+    int status;
+};
+} // namespace
+
+// The work is done on a stack that trees of any depth that a file may have fit on, whatever the
+// limits of the shell are.
+int main(int argc, char **argv) {
+    constexpr std::size_t stack_bytes = std::size_t{256} << 20;
+    CALL_OF_MAIN call{argc, argv, 0};
+    pthread_attr_t attributes;
+    pthread_t worker;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, stack_bytes);
+    const auto work = [](void *argument) -> void * {
+        auto *of_main = static_cast<CALL_OF_MAIN *>(argument);
+        of_main->status = run_command(of_main->argc, of_main->argv);
+        return nullptr;
+    };
+    if (pthread_create(&worker, &attributes, work, &call) != 0)
+        work(&call);
+    else
+        pthread_join(worker, nullptr);
+    pthread_attr_destroy(&attributes);
+    return call.status;
 }

@@ -6,6 +6,7 @@
 #include "tools/ic-lint/lint.h"
 #include "tools/ic-run/arithmetic.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -23,6 +24,15 @@ std::string_view without_prefix(std::string_view name) {
 }
 std::string quoted(std::string_view name) {
     return "'" + std::string(name) + "'";
+}
+
+std::string at_offset(std::uint32_t offset) {
+    char text[32];
+    std::snprintf(text, sizeof text, ": offset 0x%x: ", offset);
+    return text;
+}
+[[noreturn]] void not_constant(const RUN_FILE &file, const IF_RECORD &r) {
+    throw RUN_ERROR{RF_file, file.name + at_offset(r.offset) + "an initialiser is not constant"};
 }
 
 std::int64_t field(const IF_MODEL &m, const IF_RECORD &r, std::string_view name) {
@@ -132,10 +142,12 @@ void PROGRAM::add_file(const std::string &name) {
     if (!if_load_file(name, bytes)) throw RUN_ERROR{RF_file, name + ": cannot be read"};
     if_read_model(std::move(bytes), *file->model);
     if (const auto violations = LINTER(*file->model).run(); !violations.empty()) {
-        char offset[32];
-        std::snprintf(offset, sizeof offset, ": offset 0x%x: ", violations[0].offset);
-        throw RUN_ERROR{RF_file, name + offset + violations[0].text};
+        throw RUN_ERROR{RF_file, name + at_offset(violations[0].offset) + violations[0].text};
     }
+    for (const IF_RECORD &r : file->model->sections[IF_BODY].records)
+        if (r.tag == IF_TAG_init)
+            throw RUN_ERROR{RF_file,
+                            name + at_offset(r.offset) + "an initialiser stands in the main body"};
     read_types(*file);
     for (const IF_RECORD &r : file->model->sections[IF_GLOBALS].records)
         if (r.tag == IF_TAG_symbol) file->symbol_records.push_back(&r);
@@ -268,7 +280,7 @@ void PROGRAM::link() {
 
 void PROGRAM::initialise(const RUN_FILE &file) {
     const auto &records = file.model->sections[IF_INIT].records;
-    for (std::uint32_t i = 0; i < records.size(); i = records[i].end) {
+    for (std::uint32_t i = 0; i < records.size(); i = std::max(i + 1, records[i].end)) {
         std::uint32_t at =
             file.symbols[static_cast<std::size_t>(file.model->number(records[i], 0))].value;
         for (std::uint32_t node = i + 1; node < records[i].end; node = records[node].end)
@@ -292,6 +304,7 @@ void PROGRAM::store_initialiser(const RUN_FILE &file, std::uint32_t node, std::u
             image[at + i] = static_cast<unsigned char>(text[i]);
     } else {
         const std::uint32_t value = constant(file, node);
+        if (!type.is_scalar()) not_constant(file, r);
         image[at] = static_cast<std::uint16_t>(value);
         if (type.units == 2) image[at + 1] = static_cast<std::uint16_t>(value >> 16);
     }
@@ -341,9 +354,7 @@ std::uint32_t PROGRAM::constant(const RUN_FILE &file, std::uint32_t node) {
     }
     default: break;
     }
-    char offset[32];
-    std::snprintf(offset, sizeof offset, ": offset 0x%x: ", r.offset);
-    throw RUN_ERROR{RF_file, file.name + offset + "an initialiser is not constant"};
+    not_constant(file, r);
 }
 
 std::uint32_t float_constant(std::string_view text) {
