@@ -159,6 +159,7 @@ private:
         std::vector<BBLK *> blocks;                // by node
         std::vector<int> node;                     // by block serial; 0: not reached
         std::vector<bool> is_root;                 // by block serial
+        std::vector<int> preorder, preorder_parent; // nodes as the walk met them, and from where
         std::vector<int> parent;                   // by node
         std::vector<int> depth, jump;              // by node: its level, and an ancestor far above
         std::vector<int> first, last;              // by node: its interval in preorder
@@ -170,7 +171,9 @@ private:
         bool is_stray(const BBLK *bb) const;
         void traverse(const std::vector<BBLK *> &roots, EDGE_LIST onward, std::size_t block_count);
         void grow(EDGE_LIST sources);
+        bool improve(EDGE_LIST sources);
         int join(int node, EDGE_LIST sources) const;
+        void hang_by_semidominators(EDGE_LIST sources);
         int climb(int node, int limit) const;
         int meet(int a, int b) const;
         void hang(int node, int above);

@@ -5,7 +5,8 @@
 // block
 //    and the exception handlers; roots of the reversed graph are the blocks that end the function.
 // 2. A block hangs below the block where the paths to all its predecessors part; blocks are gone
-//    over in order until nothing changes: twice in a graph without jumps into loops.
+//    over in order until nothing changes: twice in a graph without jumps into loops. See grow for
+//    the others.
 // 3. Each node also knows an ancestor some powers of two above (E. Myers, "An Applicative
 //    Random-Access Stack", 1983), so that long ladders of blocks do not cost their length squared.
 //
@@ -37,15 +38,19 @@ void Dominator::TREE::traverse(const std::vector<BBLK *> &roots, EDGE_LIST onwar
     struct STEP {
         BBLK *bb;
         EDGE *next;
+        int place; // in preorder
     };
     node.assign(block_count, 0);
     is_root.assign(block_count, false);
-    std::vector<BBLK *> postorder;
+    preorder_parent.assign(1, 0);
+    std::vector<BBLK *> entered = {nullptr}, postorder;
     std::vector<STEP> path;
     const auto enter = [&](BBLK *bb) {
         if (node[bb->serial]) return;
         node[bb->serial] = -1;
-        path.push_back({bb, bb->*onward});
+        preorder_parent.push_back(path.empty() ? 0 : path.back().place);
+        path.push_back({bb, bb->*onward, static_cast<int>(entered.size())});
+        entered.push_back(bb);
     };
     for (auto root = roots.rbegin(); root != roots.rend(); ++root) {
         is_root[(*root)->serial] = true;
@@ -64,6 +69,9 @@ void Dominator::TREE::traverse(const std::vector<BBLK *> &roots, EDGE_LIST onwar
     blocks.insert(blocks.end(), postorder.rbegin(), postorder.rend());
     for (std::size_t n = 1; n < blocks.size(); ++n)
         node[blocks[n]->serial] = static_cast<int>(n);
+    preorder.assign(1, 0);
+    for (std::size_t place = 1; place < entered.size(); ++place)
+        preorder.push_back(node[entered[place]->serial]);
 }
 
 void Dominator::TREE::hang(int n, int above) {
@@ -108,19 +116,28 @@ int Dominator::TREE::join(int n, EDGE_LIST sources) const {
     return above == unknown ? 0 : above;
 }
 
+// One pass over all nodes. Returns whether anything changed.
+bool Dominator::TREE::improve(EDGE_LIST sources) {
+    bool changed = false;
+    for (int n = 1; n < static_cast<int>(blocks.size()); ++n) {
+        const int above = join(n, sources);
+        changed |= above != parent[n];
+        hang(n, above);
+    }
+    return changed;
+}
+
+// The second pass changes nothing unless there are jumps into loops. With those it could take as
+// many passes as there are jumps; they get a better start instead.
 void Dominator::TREE::grow(EDGE_LIST sources) {
-    const int count = static_cast<int>(blocks.size());
     parent.assign(blocks.size(), -1);
     depth.assign(blocks.size(), 0);
     jump.assign(blocks.size(), 0);
     parent[0] = 0;
-    for (bool changed = true; changed;) {
-        changed = false;
-        for (int n = 1; n < count; ++n) {
-            const int above = join(n, sources);
-            changed |= above != parent[n];
-            hang(n, above);
-        }
+    improve(sources);
+    if (!improve(sources)) return;
+    hang_by_semidominators(sources);
+    while (improve(sources)) {
     }
 }
 

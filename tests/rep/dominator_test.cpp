@@ -262,4 +262,16 @@ TEST_F(Dominators, LongGraphs) {
     EXPECT_TRUE(dom().dominates(blocks[2], blocks[n]));
     EXPECT_EQ(dom().immediate_dominator(blocks[n]), blocks[n - 1]);
     EXPECT_EQ(dom().immediate_post_dominator(blocks[1]), blocks[2]);
+    // A line of blocks, each of which is entered from below by the one before.
+    constexpr int length = 20000;
+    EDGES entered = {{1, 2}, {1, length + 1}};
+    for (int k = 2; k <= length + 1; ++k) {
+        if (k > 2) entered.emplace_back(k, k - 1);
+        entered.emplace_back(k, length + k);
+        if (k <= length) entered.emplace_back(length + k, k + 1);
+    }
+    make(2 * length + 1, entered);
+    for (int k : {2, 3, length / 2, length, length + 1})
+        EXPECT_EQ(dom().immediate_dominator(blocks[k]), blocks[1]) << k;
+    EXPECT_EQ(dom().immediate_dominator(blocks[length + 7]), blocks[7]);
 }
