@@ -29,6 +29,7 @@ void store_integer(NODE *node, const INT65 &val) {
     case OP::MIXVALUE:
     case OP::QUEST:
     case OP::COLON:
+    case OP::EPVAL:
     case OP::SSA_PHI:
     case OP::SSA_USE:
     case OP::SSA_DEF:
