@@ -4,7 +4,6 @@
 #include "DIAG/messages.h"
 
 #include <algorithm>
-#include <cassert>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
@@ -37,9 +36,18 @@ namespace {
     std::exit(1);
 }
 
+// An assertion that every kind of build keeps: without room for text the layout would not end.
+void require(bool condition, const char *expression) {
+    if (condition) return;
+    std::fprintf(stderr, "DIAGNOSTIC: assertion '%s' failed\n", expression);
+    std::abort();
+}
+
 // Stands in for the row of a number that is in no table, so that a message made with it still says
 // something.
 DIAG_INFO unknown_message = {0, "%s", 0, dc_FATAL, 1, 1};
+
+constexpr std::uint32_t max_errors_id = 99900;
 
 // Margins of text that is itself part of a message.
 constexpr int sp_cols = 79, sp_indent = 0, sp_wrap_indent = 10;
@@ -130,8 +138,11 @@ void DIAGNOSTIC::SINK::new_line(int indent) const {
 
 int DIAGNOSTIC::last_printable_char(const char *text, int columns) {
     if (columns <= 0) return 0;
+    // Only a line's worth is looked at: the text may be very long, and this is asked for each line.
     const auto room = static_cast<std::size_t>(columns);
-    const std::size_t length = std::strcspn(text, "\n");
+    std::size_t length = 0;
+    while (length <= room && text[length] != '\0' && text[length] != '\n')
+        ++length;
     if (length <= room) return static_cast<int>(length);
     std::size_t cut = room;
     while (cut > 0 && text[cut] != ' ')
@@ -149,7 +160,7 @@ void DIAGNOSTIC::start_new_line() {
 
 int DIAGNOSTIC::lay_out(const SINK *sink, const char *text, int &in_out_remaining, int diag_cols,
                         int indent, int wrap_indent) {
-    assert(diag_cols > (indent + wrap_indent));
+    require(diag_cols > (indent + wrap_indent), "diag_cols > (indent + wrap_indent)");
     const int width = diag_cols - indent - wrap_indent;
     int lines = 0;
     const auto next_line = [&] {
@@ -250,7 +261,8 @@ void DIAGNOSTIC::flush() {
             std::exit(1);
         }
     }
-    if (error_count_m > max_errors_m)
+    // When its severity was overridden, the message of the limit does not end the program.
+    if (error_count_m > max_errors_m && info_->id != max_errors_id)
         DIAG::max_errors("../../master/DIAG/diag.cpp", __LINE__, max_errors_m).report();
 }
 
@@ -309,7 +321,7 @@ void DIAGNOSTIC::push_indent(int columns) {
 }
 
 void DIAGNOSTIC::pop_indent() {
-    assert(!indent_stack_m.empty());
+    require(!indent_stack_m.empty(), "!indent_stack_m.empty()");
     indent_m = indent_stack_m.back();
     indent_stack_m.pop_back();
 }
@@ -320,7 +332,7 @@ void DIAGNOSTIC::push_debug_mode(bool on) {
 }
 
 void DIAGNOSTIC::pop_debug_mode() {
-    assert(!debug_mode_stack_m.empty());
+    require(!debug_mode_stack_m.empty(), "!debug_mode_stack_m.empty()");
     debug_mode_m = debug_mode_stack_m.back();
     debug_mode_stack_m.pop_back();
 }

@@ -351,6 +351,28 @@ TEST_F(DiagDeathTest, TheErrorLimit) {
                 "^error: last\nfatal error: error limit reached; 100 errors detected\n$");
 }
 
+TEST_F(DiagTest, AnOverriddenErrorLimitIsReportedAndTheRunGoesOn) {
+    DIAGNOSTIC::override_severity(99900, dc_WARNING);
+    for (int i = 0; i < 100; ++i)
+        msg.error("e");
+    output();
+    msg.error("e");
+    EXPECT_EQ(output(), "error: e\nwarning: error limit reached; 100 errors detected\n");
+    DIAGNOSTIC::override_severity(99900, dc_ERROR);
+    msg.error("f");
+    EXPECT_EQ(output(), "error: f\nerror: error limit reached; 100 errors detected\n");
+    EXPECT_EQ(msg.get_error_count(), 103u);
+}
+
+// Each line looks at no more than a line of what is left; otherwise this would take hours.
+TEST_F(DiagTest, VeryLongTextsAreLaidOut) {
+    const int length = 1 << 24;
+    const string word(length, 'x');
+    DIAG::gerror message("f", 1, "");
+    int rest = 10;
+    EXPECT_EQ(message.print_formatted(word.c_str(), true, rest, 79, 0, 3), 1 + (length - 1) / 76);
+}
+
 TEST_F(DiagDeathTest, MarginsMustLeaveRoom) {
     DIAGNOSTIC::diag_cols_m = 3;
     EXPECT_DEATH(msg.error("e"), "diag_cols > \\(indent \\+ wrap_indent\\)");
