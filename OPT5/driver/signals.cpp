@@ -5,6 +5,7 @@
 #include "OPT5/driver/log.h"
 #include "OPT5/rep/program.h"
 
+#include <csignal>
 #include <cstdio>
 
 const char *signal_name(int signal_number) {
@@ -41,7 +42,10 @@ void optimizer_handler(int signal_number) {
         entered = true;
         function = skip_name_prefix(currfunc->name);
     }
-    remove_output();
+    // Who asks the run to stop gets that at once; what a fault leaves behind is of no use.
+    const bool asked_to_stop =
+        signal_number == SIGHUP || signal_number == SIGINT || signal_number == SIGTERM;
+    if (!asked_to_stop) remove_output();
     common_signal_handler(signal_number, "quillopt", "while processing function %s file %s",
                           function, i_file_name);
 }

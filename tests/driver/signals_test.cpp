@@ -1,12 +1,15 @@
 #include "OPT5/driver/signals.h"
 
+#include "OPT5/driver/driver.h"
 #include "OPT5/driver/log.h"
+#include "OPT5/icode/if.h"
 #include "OPT5/rep/program.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -39,6 +42,38 @@ TEST(OptimizerSignalsDeathTest, AFaultIsTiedToFunctionAndFile) {
         EXPECT_EXIT(fault(reinterpret_cast<SYMTAB *>(bad)), testing::ExitedWithCode(2),
                     "while processing function <unknown> file a.ic\n")
             << bad;
+}
+
+// In a child: opens all files of a run on an input without a function, then meets the signal.
+void end_run_by(int signal_number, std::string input, std::string output) {
+    tp = new TYPE_PKG();
+    tp->init_type_pkg();
+    I_FILE *empty = I_FILE::if_create(std::fopen(input.c_str(), "wb"), tp, "a.c");
+    empty->if_close(true, false);
+    std::string words[] = {"quillopt", "-g1", std::move(input), std::move(output)};
+    char *argv[] = {words[0].data(), words[1].data(), words[2].data(), words[3].data(), nullptr};
+    open_files(4, argv);
+    std::raise(signal_number);
+}
+
+TEST(OptimizerSignalsDeathTest, OnlyAFaultRemovesTheOutput) {
+    const std::string input = testing::TempDir() + "stopped.ic",
+                      log = testing::TempDir() + "stopped.odb",
+                      output = testing::TempDir() + "stopped.opt";
+    struct {
+        int number;
+        const char *words;
+        bool is_fault;
+    } cases[] = {{SIGTERM, "\\[quillopt received a terminate signal\\]\n$", false},
+                 {SIGINT, "\\[quillopt forced exit\\]\n$", false},
+                 {SIGHUP, "\\[quillopt forced exit\\]\n$", false},
+                 {SIGXCPU, "INTERNAL ERROR: quillopt exceeded the CPU time limit\n", true}};
+    for (const auto &c : cases) {
+        std::remove(output.c_str());
+        EXPECT_EXIT(end_run_by(c.number, input, output), testing::ExitedWithCode(2), c.words);
+        EXPECT_EQ(std::filesystem::exists(output), !c.is_fault) << c.words;
+        EXPECT_EQ(text_of(log).find("terminated by signal") != std::string::npos, c.is_fault);
+    }
 }
 
 TEST(OptimizerSignals, Names) {
