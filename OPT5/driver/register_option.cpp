@@ -11,26 +11,45 @@
 
 namespace {
 constexpr std::size_t key_limit = 512; // with the final zero
-constexpr std::size_t growth = 100;    // pairs by which the array grows
+constexpr std::size_t growth = 100;    // pairs by which the array grows at least
 
 struct ASSOC_PAIR {
     std::string key;
     int value;
 };
 
-// Sorted by key. Inserts happen only at startup, so that sorting on each of them is no loss.
-std::vector<ASSOC_PAIR> &assoc_array() {
-    static std::vector<ASSOC_PAIR> pairs;
-    return pairs;
+// The pairs in use, by key. Inserts append, and the next look-up sorts: option lists come from the
+// input file too, so that sorting on each insert could be made to take very long.
+struct ASSOC_ARRAY {
+    std::vector<ASSOC_PAIR> pairs;
+    bool sorted = true;
+};
+
+ASSOC_ARRAY &assoc_array() {
+    static ASSOC_ARRAY array;
+    return array;
+}
+
+// Of several pairs with one key the one inserted last stays.
+void sort_pairs(ASSOC_ARRAY &array) {
+    std::vector<ASSOC_PAIR> &pairs = array.pairs;
+    std::stable_sort(pairs.begin(), pairs.end(),
+                     [](const ASSOC_PAIR &a, const ASSOC_PAIR &b) { return a.key < b.key; });
+    const auto last_ones =
+        std::unique(pairs.rbegin(), pairs.rend(),
+                    [](const ASSOC_PAIR &a, const ASSOC_PAIR &b) { return a.key == b.key; });
+    pairs.erase(pairs.begin(), last_ones.base());
+    array.sorted = true;
 }
 
 ASSOC_PAIR *find_pair(const char *key) {
-    std::vector<ASSOC_PAIR> &pairs = assoc_array();
-    std::size_t low = 0, high = pairs.size();
+    ASSOC_ARRAY &array = assoc_array();
+    if (!array.sorted) sort_pairs(array);
+    std::size_t low = 0, high = array.pairs.size();
     while (low < high) {
         const std::size_t middle = (low + high) / 2;
-        const int order = std::strcmp(key, pairs[middle].key.c_str());
-        if (order == 0) return &pairs[middle];
+        const int order = std::strcmp(key, array.pairs[middle].key.c_str());
+        if (order == 0) return &array.pairs[middle];
         if (order < 0)
             high = middle;
         else
@@ -40,15 +59,21 @@ ASSOC_PAIR *find_pair(const char *key) {
 }
 
 void insert_pair(const char *key, int value) {
-    if (ASSOC_PAIR *pair = find_pair(key)) {
-        pair->value = value;
-        return;
+    ASSOC_ARRAY &array = assoc_array();
+    if (array.sorted) {
+        if (ASSOC_PAIR *pair = find_pair(key)) {
+            pair->value = value;
+            return;
+        }
     }
-    std::vector<ASSOC_PAIR> &pairs = assoc_array();
-    if (pairs.size() == pairs.capacity()) pairs.reserve(pairs.size() + growth);
+    std::vector<ASSOC_PAIR> &pairs = array.pairs;
+    if (pairs.size() == pairs.capacity()) { // repeated keys give their places back first
+        sort_pairs(array);
+        if (pairs.size() >= pairs.capacity() / 2)
+            pairs.reserve(pairs.capacity() + std::max(growth, pairs.capacity() / 2));
+    }
     pairs.push_back({key, value});
-    std::sort(pairs.begin(), pairs.end(),
-              [](const ASSOC_PAIR &a, const ASSOC_PAIR &b) { return a.key < b.key; });
+    array.sorted = false;
 }
 
 bool is_on(const char *prefix, const char *name) {
@@ -89,7 +114,7 @@ void process_debug_option(const char *prefix, const char *list) {
 }
 
 void reset_debug_options() {
-    assoc_array().clear();
+    assoc_array() = {};
 }
 
 std::vector<std::unique_ptr<const std::string>> &register_option::options() {

@@ -69,6 +69,22 @@ TEST_F(DebugControlsTest, ManyKeysInAnyOrderAreFound) {
     EXPECT_FALSE(pass_debug("k250"));
 }
 
+// Sorting on each insert would take minutes.
+TEST_F(DebugControlsTest, HostileListsAreTakenInOneGo) {
+    constexpr int names = 40'000;
+    std::string list;
+    for (int round : {1, 2})
+        for (int i = 0; i < names; ++i)
+            list += "k" + std::to_string(i * 7919L % names) + "=" + std::to_string(i * round) + ",";
+    process_debug_option("debug", list.c_str());
+    for (int i : {0, 1, 5000, names - 1})
+        EXPECT_EQ(value_of("debug:k" + std::to_string(i * 7919L % names)), i * 2);
+    for (int i = 0; i < names; ++i)
+        process_debug_option("debug", ("m" + std::to_string(i)).c_str());
+    EXPECT_TRUE(pass_debug("m39999"));
+    EXPECT_TRUE(pass_debug("")) << "the element behind the last comma";
+}
+
 TEST_F(DebugControlsTest, ObjectsOfOneKeyShareIt) {
     EXPECT_TRUE(register_option::is_registered("debug:test_limit"));
     EXPECT_FALSE(register_option::is_registered("test_limit"));
