@@ -27,6 +27,11 @@ constexpr OPTION_WORD words[] = {
 #include "OPT5/driver/option_table.def"
 };
 
+constexpr OPTION_FORMER_WORD former_words[] = {
+#define FORMER_WORD(option, word, notice) {id(option), word, notice},
+#include "OPT5/driver/option_table.def"
+};
+
 constexpr OPTION_FORM forms[] = {
 #define OPTION(number, name, ...) {id(number), "-" name, WHOLE, 0, true},
 #include "OPT5/driver/option_table.def"
@@ -66,6 +71,9 @@ const OPTION_ROW &option_row(option_obj::option_id number) {
 }
 std::span<const OPTION_WORD> option_words() {
     return words;
+}
+std::span<const OPTION_FORMER_WORD> option_former_words() {
+    return former_words;
 }
 std::span<const OPTION_FORM> option_forms() {
     return forms;

@@ -24,6 +24,13 @@ struct OPTION_WORD {
     const char *help;
 };
 
+// A word that an option took once: what to say of it before it is refused.
+struct OPTION_FORMER_WORD {
+    option_obj::option_id option;
+    const char *word;
+    unsigned notice; // message
+};
+
 // How a spelling is told from what follows it.
 enum FORM_KIND : std::uint8_t {
     WHOLE,    // ends at "=" or at the end
@@ -40,4 +47,5 @@ struct OPTION_FORM {
 
 const OPTION_ROW &option_row(option_obj::option_id id); // `id` must be in range
 std::span<const OPTION_WORD> option_words();            // by option; in an option, for the reader
-std::span<const OPTION_FORM> option_forms();            // long names first, by option
+std::span<const OPTION_FORMER_WORD> option_former_words();
+std::span<const OPTION_FORM> option_forms(); // long names first, by option

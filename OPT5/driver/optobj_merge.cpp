@@ -121,6 +121,8 @@ bool option_obj::args_match_list(option_id id, const option_obj &other) const {
             .report();
         return false;
     }
-    return std::is_permutation(arguments_[id].begin(), arguments_[id].end(),
-                               other.arguments_[id].begin(), other.arguments_[id].end());
+    std::vector<an_argument_t> mine = arguments_[id], others = other.arguments_[id];
+    std::sort(mine.begin(), mine.end());
+    std::sort(others.begin(), others.end());
+    return mine == others;
 }

@@ -112,13 +112,22 @@ void option_obj::deprecated_case(const std::string &typed, const std::string &pr
 }
 
 void option_obj::give_notice(unsigned notice, const std::string &value) {
-    if (notice != 24037) {
+    switch (notice) {
+    case 24034: {
+        DIAG::optgen_no_small_model message(this_file, __LINE__);
+        report_diagnostic(message);
+        break;
+    }
+    case 24037: {
+        DIAG::optgen_far_heapsize message(this_file, __LINE__, "Using --heap_size=" + value);
+        report_diagnostic(message);
+        break;
+    }
+    default: {
         DIAG::optgen_corruption message(this_file, __LINE__);
         report_diagnostic(message);
-        return;
     }
-    DIAG::optgen_far_heapsize message(this_file, __LINE__, "Using --heap_size=" + value);
-    report_diagnostic(message);
+    }
 }
 
 // What follows a name: "=" and a value, a value at once, or the next word.
@@ -159,6 +168,8 @@ long option_obj::parse_oneof(option_id id, const std::string &name, const std::s
         if (strcasecmp(word.c_str(), allowed.word) == 0) other_case = &allowed;
     }
     if (!other_case) {
+        for (const OPTION_FORMER_WORD &former : option_former_words())
+            if (former.option == id && word == former.word) give_notice(former.notice, word);
         DIAG::optgen_bad_word message(this_file, __LINE__, name, list_of_words(id));
         report_diagnostic(message);
         return 0;
@@ -224,7 +235,10 @@ Number convert_by_radix(const char *text, int *error, Convert convert) {
     const int radix = option_obj::get_radix(digits.data());
     digits.resize(std::strlen(digits.c_str()));
     // The C routines would take another sign, blanks or a prefix here.
-    if (digits.empty() || !std::isalnum(static_cast<unsigned char>(digits[0]))) {
+    const char *prefix_letters = radix == 16 ? "xX" : radix == 2 ? "bB" : "";
+    const bool second_prefix =
+        digits.size() > 1 && digits[0] == '0' && std::strspn(&digits[1], prefix_letters) > 0;
+    if (digits.empty() || second_prefix || !std::isalnum(static_cast<unsigned char>(digits[0]))) {
         *error = EINVAL;
         return 0;
     }
@@ -237,7 +251,10 @@ Number convert_by_radix(const char *text, int *error, Convert convert) {
         return 0;
     }
     if (errno == ERANGE) *error = ERANGE;
-    if (*end) std::fprintf(stderr, "warning: garbage behind the number %s ignored\n", text);
+    if (*end)
+        DIAG::optgen_warning(this_file, __LINE__,
+                             "garbage behind the number " + std::string(text) + " ignored")
+            .report();
     return value;
 }
 } // namespace

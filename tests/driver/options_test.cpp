@@ -178,6 +178,11 @@ TEST_F(OptionsTest, Messages) {
         {"--debug=", "error: option --debug is missing its parameter 'keys'\n", false},
         {"-o4", "error: bad argument to option -o: should be one of {off, 0, 1, 2, 3, none}\n",
          false},
+        {"--memory_model=small", "error: Small memory model is no longer supported\n", false},
+        {"--memory_model=tiny",
+         "error: bad argument to option --memory_model: should be one of {near, large}\n", false},
+        {"--code_model=small",
+         "error: bad argument to option --code_model: should be one of {near, far}\n", false},
         {"--Debug_Log=1",
          "warning: Case insensitivity of options has been deprecated; --Debug_Log must be written "
          "as --debug_log in future releases\n",
@@ -416,6 +421,26 @@ TEST_F(OptionsTest, ListsMatchInAnyOrder) {
     EXPECT_FALSE(a.args_match_list(id(11), c));
 }
 
+// The input file decides how many options there are and how long; time must follow in proportion.
+TEST_F(OptionsTest, ManyAndLongOptions) {
+    constexpr int count = 20'000;
+    option_obj many, copy;
+    for (int i = 0; i < count; ++i)
+        ASSERT_TRUE(many.process_option(
+            ("-debug=k" + std::to_string(i * 7919L % count) + "=" + std::to_string(i + 1)).c_str(),
+            nullptr));
+    copy.copy_options_of(many);
+    EXPECT_TRUE(copy.args_match_list(id(11), many));
+    apply(copy);
+    EXPECT_EQ(register_option("debug:k7919"), 2);
+    EXPECT_EQ(register_option("debug:k0"), 1);
+    const string word(1 << 22, '7');
+    option_obj longest;
+    EXPECT_THAT(messages(longest, "--info_level=" + word, false), HasSubstr("is out of range"));
+    EXPECT_EQ(messages(longest, "--info_file=" + word), "");
+    EXPECT_EQ(longest.getstrarg(id(44), 0), word);
+}
+
 TEST_F(OptionsTest, DefaultsOfTheFlags) {
     const std::map<int *, int> other_than_zero = {{&cache_sys_funinfo, 2},
                                                   {&code_is_reentrant, 1},
@@ -641,19 +666,14 @@ TEST_F(OptionsTest, Numbers) {
         const char *text;
         long value;
         int error;
-    } cases[] = {{"0", 0, 0},
-                 {"+12", 12, 0},
-                 {"-0x1F", -31, 0},
-                 {"0b110", 6, 0},
-                 {"017", 15, 0},
-                 {" 5", 5, 0},
-                 {"", 0, EINVAL},
-                 {"-", 0, EINVAL},
-                 {"--5", 0, EINVAL},
-                 {"0x-1", 0, EINVAL},
-                 {"08", 0, EINVAL},
-                 {"0b2", 0, EINVAL},
-                 {"9223372036854775808", 9223372036854775807, ERANGE}};
+    } cases[] = {{"0", 0, 0},          {"+12", 12, 0},
+                 {"-0x1F", -31, 0},    {"0b110", 6, 0},
+                 {"017", 15, 0},       {" 5", 5, 0},
+                 {"", 0, EINVAL},      {"-", 0, EINVAL},
+                 {"--5", 0, EINVAL},   {"0x-1", 0, EINVAL},
+                 {"0x0x5", 0, EINVAL}, {"0b0b1", 0, EINVAL},
+                 {"0x0b1", 0xb1, 0},   {"08", 0, EINVAL},
+                 {"0b2", 0, EINVAL},   {"9223372036854775808", 9223372036854775807, ERANGE}};
     for (const auto &c : cases) {
         int error = -1;
         EXPECT_EQ(option_obj::strtol_by_radix(c.text, &error), c.value) << c.text;
@@ -713,6 +733,9 @@ TEST_F(OptionsDeathTest, HelpOnTheCommandLineEndsTheRun) {
     for (const char *word : {"--help", "-h", "-?"})
         EXPECT_EXIT((std::freopen("/dev/null", "w", stdout), parse(command_line, word)),
                     testing::ExitedWithCode(0), "");
+    testing::internal::CaptureStdout();
+    option_obj::display_option_help(nullptr, 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), option_help_text());
     std::istringstream help(option_help_text());
     for (string line; std::getline(help, line);)
         EXPECT_LE(line.size(), 79u) << line;
