@@ -78,9 +78,9 @@ public:
     void cl_dd_vector(int, int, int, DD_ENTRY *);
     void cl_dd_edge(int, int, int);
     void cl_mbank(int, int, int, int, int);
-    void cl_ldspec_induct(unsigned, int, TYPE *, SYMTAB *);
-    void cl_ldspec_rand(unsigned, unsigned, TYPE *, SYMTAB *);
-    void cl_ldspec_region(unsigned);
+    void cl_ldspec_induct(unsigned id, unsigned, int, TYPE *, SYMTAB *);
+    void cl_ldspec_rand(unsigned id, unsigned, unsigned, TYPE *, SYMTAB *);
+    void cl_ldspec_region(unsigned id, unsigned);
     void cl_ir_begin_func(SYMTAB *, unsigned long, int, int, PSN *);
     void cl_ir_end_func(PSN *);
     void cl_ir_ins(INSTR *, PSN *);
@@ -88,14 +88,12 @@ public:
 
 struct TYPE_INFO {
     TYPE *type = nullptr;
-    std::uint32_t members = 0;     // member records read
-    std::uint16_t depth = 0;       // of derivation, bounded by if_max_type_depth
     std::uint8_t open_lists = 0;   // still to come; the type is frozen when this reaches 0
     std::int8_t current_list = -1; // LIST_KIND between a list's head and its end, else -1
 };
 
 inline constexpr unsigned if_max_tree_levels = 10000; // of nodes, down either operand
-inline constexpr unsigned if_max_type_depth = 1000;   // of derived types and of classes in classes
+inline constexpr unsigned if_max_class_depth = 1000;  // of classes that hold classes
 inline constexpr int if_max_scope_level = 255;
 
 // Where in the main body a reader is.
@@ -182,9 +180,9 @@ public:
     void if_write_dep_vector(int, int, int n, const DD_ENTRY *);
     void if_write_dep_edge(int, int, int);
     void if_write_mbank(int, int, int, int, int);
-    void if_write_ldspec_induct(unsigned, int, TYPE *, SYMTAB *);
-    void if_write_ldspec_rand(unsigned, unsigned, TYPE *, SYMTAB *);
-    void if_write_ldspec_region(unsigned);
+    void if_write_ldspec_induct(unsigned id, unsigned, int, TYPE *, SYMTAB *);
+    void if_write_ldspec_rand(unsigned id, unsigned, unsigned, TYPE *, SYMTAB *);
+    void if_write_ldspec_region(unsigned id, unsigned);
     void if_write_expr(NODE *tree, PSN *psn); // a null tree writes the frame only
     void if_write_expr_node(NODE *tree);
     void if_write_type(TYPE *type);
@@ -442,19 +440,16 @@ private:
     // --- types being read
     TYPE_INFO *find_entry(std::uint32_t number); // null: not defined
     TYPE_INFO &enter_type(std::uint32_t number, const TYPE_INFO &info);
-    unsigned
-    derived_depth(std::initializer_list<std::uint32_t> components); // exit 1 beyond the limit
-    TYPE *base_typeref(std::uint32_t number);    // to build on; may be open, never null
-    TYPE *settled_typeref(std::uint32_t number); // never an open function; may be null
-    TYPE *value_typeref(std::uint32_t number);   // neither open nor null
     TYPE_INFO &list_owner(std::uint32_t number, int list_kind);
     void freeze_entry(TYPE_INFO &entry);
-    bool is_built_on(const TYPE *type, const TYPE *function);
-    // Behind a run of type records: what is still open is frozen, and class nesting is checked.
+    // Behind a run of type records: functions and enums that are still open are frozen, and class
+    // nesting is checked. Classes may get their lists later.
     void settle_types() {
         if (!open_types_.empty() || !unchecked_classes_.empty()) i_settle_types();
     }
     void i_settle_types();
+    void i_settle_late_classes(); // no type record follows
+    void reopen_class(std::uint32_t number, TYPE *csu);
     void check_class_nesting(TYPE *csu);
 
     // --- writing
@@ -491,12 +486,11 @@ private:
     std::vector<TYPE_INFO> near_types_;            // numbers below near_type_limit_
     std::map<std::uint32_t, TYPE_INFO> far_types_; // all others
     std::uint32_t near_type_limit_ = 0;
-    std::vector<std::uint32_t> open_types_;                // numbers with lists still to come
-    std::unordered_set<const TYPE *> functions_used_open_; // built on before they were frozen
-    const TYPE *walked_for_ = nullptr;                     // an open function type,
-    std::unordered_set<const TYPE *> walked_;              // and types known not to be built on it
+    std::vector<std::uint32_t> open_types_;   // of this run of type records, lists still to come
+    std::vector<std::uint32_t> late_classes_; // of the runs before, lists still to come then
     std::vector<TYPE *> unchecked_classes_;
     std::unordered_map<const TYPE *, unsigned> class_depths_; // 0 while being visited
+    std::unordered_set<const TYPE *> held_incomplete_; // parts of checked classes, lists to come
 
     // Name table: texts live until the end of the program, since positions refer to them.
     std::vector<const char *> file_names_; // number - 1

@@ -1,5 +1,6 @@
 // Expression trees: flat records in prefix order, a payload per opcode.
 #include "OPT5/icode/if_file.h"
+#include "OPT5/icode/if_node_table.h"
 
 #include "OPT5/rep/bbutils.h"
 
@@ -7,16 +8,11 @@
 
 namespace {
 constexpr const char *bad_record = "Invalid I-code record";
-constexpr std::uint8_t no_opcode = 255;
 
-// Children of a node by the opcode in the file; no_opcode where the file has no such node.
-const std::array<std::uint8_t, 256> children = [] {
-    std::array<std::uint8_t, 256> table;
-    table.fill(no_opcode);
-    for (int op = 0; op < op_file_limit; ++op) {
-        std::uint8_t &n = table[static_cast<std::size_t>(op)];
-        n = op_is_file_leaf(op) ? 0 : op_file_arity[op] == OP_NONE ? no_opcode : op_file_arity[op];
-    }
+const std::array<bool, 256> is_leaf = [] {
+    std::array<bool, 256> table{};
+    for (int op = 0; op < op_file_limit; ++op)
+        table[static_cast<std::size_t>(op)] = op_is_file_leaf(op);
     return table;
 }();
 
@@ -63,8 +59,8 @@ NODE *I_FILE::if_read_expr_node(bool read_frame) {
     for (;; read_frame = true) {
         if (read_frame && i_read_header().tag != 101) i_invalid(bad_record);
         const std::uint8_t op = i_read_u8();
-        const std::uint8_t arity = children[op];
-        if (arity == no_opcode) i_invalid(bad_record);
+        if (op >= op_file_limit) i_invalid(bad_record);
+        const int arity = is_leaf[op] ? 0 : if_node_info[op].arity;
         NODE *node = new_node(op, find_typeref(i_read_uint()));
         *link = node;
         if (const auto read = payloads[op].read) (this->*read)(node);
@@ -99,7 +95,6 @@ void I_FILE::if_read_expr_field(NODE *node) {
     const std::uint32_t member = i_read_uint();
     const std::uint32_t csu = i_read_uint();
     fkMDATA *mdata = find_mdataref(csu, member);
-    if (kind != 1 || !mdata) i_invalid("Invalid member reference in I-code");
     node->mk_field(kind, mdata, find_typeref(csu));
 }
 

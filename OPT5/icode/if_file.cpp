@@ -166,7 +166,7 @@ void I_FILE::i_forget_pages(std::size_t from, std::size_t to) {
 }
 
 bool I_FILE::if_read_magic() {
-    in_.seek(0);
+    in_ = if_source(in_.bytes()); // without a mark that something was read behind the end
     if (i_read_header().tag != 8) return false;
     if (i_read_string() != if_magic) return false;
     version = i_read_s16();
@@ -239,6 +239,7 @@ bool I_FILE::if_flush() {
 void I_FILE::i_drain() {
     if (std::fwrite(out_.data(), 1, out_.size(), stream) != out_.size()) failed_ = true;
     drained_ += out_.size();
+    if (drained_ > largest_file) failed_ = true;
     out_.clear();
 }
 
@@ -283,16 +284,23 @@ void I_FILE::i_write_i16(int v) {
     record_.write_i16(v);
 }
 
-void I_FILE::i_write_string(std::string_view s, std::uint32_t n) {
+// Runs what may let a buffer grow; exit 1 when it cannot.
+template <class Append> static void grow_buffer(Append append) {
     try {
-        if (n)
-            record_.write_bytes(s.substr(0, n));
-        else
-            record_.write_string(s);
+        append();
     } catch (const std::bad_alloc &) {
         std::fputs(">> ICODE Buffer size exceeded and realloc failed\n", stdout);
         if_exit(1);
     }
+}
+
+void I_FILE::i_write_string(std::string_view s, std::uint32_t n) {
+    grow_buffer([&] {
+        if (n)
+            record_.write_bytes(s.substr(0, n));
+        else
+            record_.write_string(s);
+    });
 }
 
 void I_FILE::i_write_psn(const PSN *psn) {
@@ -306,7 +314,7 @@ void I_FILE::i_write_psn(const PSN *psn) {
 }
 
 void I_FILE::i_flush(int tag) {
-    record_.flush(tag, out_);
+    grow_buffer([&] { record_.flush(tag, out_); });
     if (out_.size() >= buffer_size) i_drain();
 }
 

@@ -10,6 +10,3 @@ struct I_FILE::ACTIVE_READER {
     ACTIVE_READER &operator=(const ACTIVE_READER &) = delete;
     I_FILE *before;
 };
-
-// True when a class or enum name of an old file is an encoded C++ name.
-bool demangle_type_name(std::string_view name);

@@ -34,7 +34,7 @@ constexpr std::array<RECORD_ROW, 256> make_dispatch() {
         {5, {in_args, [](I_FILE &f, std::uint32_t) { f.if_read_end_args(); }}},
         {6, {in_locals, [](I_FILE &f, std::uint32_t) { f.if_read_end_locals(); }}},
         {34, {anywhere, [](I_FILE &f, std::uint32_t size) { f.if_read_ir(size); }}},
-        {35, {in_file | in_function, [](I_FILE &f, std::uint32_t) { f.if_read_symbol_def(); }}},
+        {35, {anywhere, [](I_FILE &f, std::uint32_t) { f.if_read_symbol_def(); }}},
         {36, {anywhere, [](I_FILE &f, std::uint32_t) { f.if_read_assembly(); }}},
         {38, {anywhere, [](I_FILE &f, std::uint32_t) { f.if_read_loop(); }}},
         {42, {in_body, [](I_FILE &f, std::uint32_t) { f.if_read_label(); }}},
@@ -81,7 +81,7 @@ void I_FILE::i_dispatch(if_source::frame frame) {
 
 void I_FILE::i_end_of_body() {
     if (place_ != IF_PLACE::file) i_invalid("Unfinished function in I-code");
-    settle_types();
+    i_settle_late_classes();
 }
 
 void I_FILE::if_read_file() {
@@ -293,12 +293,12 @@ void I_FILE::if_read_dep_vector() {
 }
 
 void I_FILE::if_read_ldspec() {
-    i_read_uint(); // the record's own number
+    const std::uint32_t id = i_read_uint();
     const int subkind = i_read_u8();
     if (subkind > 2) return;
     const std::uint32_t first = i_read_uint();
     if (subkind == 2) {
-        client->cl_ldspec_region(first);
+        client->cl_ldspec_region(id, first);
         return;
     }
     const std::uint32_t second =
@@ -307,9 +307,9 @@ void I_FILE::if_read_ldspec() {
     const std::int32_t level = i_read_sint();
     SYMTAB *sym = i_symbol(level, static_cast<std::int32_t>(i_read_uint()));
     if (subkind == 0)
-        client->cl_ldspec_induct(first, static_cast<int>(second), type, sym);
+        client->cl_ldspec_induct(id, first, static_cast<int>(second), type, sym);
     else
-        client->cl_ldspec_rand(first, second, type, sym);
+        client->cl_ldspec_rand(id, first, second, type, sym);
 }
 
 void I_FILE::if_read_ir_begin() {

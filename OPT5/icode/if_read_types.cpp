@@ -157,7 +157,7 @@ void I_FILE::if_read_enum_type(std::uint32_t number, int) {
     const std::uint32_t size = i_read_uint();
     const std::uint32_t align = i_read_uint();
     const std::uint32_t underlying = i_read_uint();
-    const bool cpp = version >= -81 ? i_read_bool() : demangle_type_name(type_name);
+    const bool cpp = version >= -81 ? i_read_bool() : TYPE_PKG::demangle_type_name(type_name);
     tp_make_enum_type(number, type_name, size, align, underlying, cpp, i_read_psn());
 }
 
@@ -181,7 +181,7 @@ void I_FILE::if_read_csu_type(std::uint32_t number, int kind) {
             r.has[list] = i_read_bool();
     }
     r.flag = version >= -84 && i_read_bool();
-    r.cpp = version >= -81 ? i_read_bool() : demangle_type_name(r.name);
+    r.cpp = version >= -81 ? i_read_bool() : TYPE_PKG::demangle_type_name(r.name);
     r.psn = i_read_psn();
     tp_make_csu(number, r);
 }

@@ -3,7 +3,6 @@
 #include "OPT5/icode/if_file.h"
 
 #include <algorithm>
-#include <cctype>
 
 // --- the map
 
@@ -31,43 +30,11 @@ TYPE *I_FILE::find_typeref(std::uint32_t number) {
     return entry->type;
 }
 
-TYPE *I_FILE::base_typeref(std::uint32_t number) {
-    TYPE *type = find_typeref(number);
-    if (!type) i_invalid("Type without its base type in I-code");
-    if (type->kind_ == TYPE::FUNCTION && find_entry(number)->open_lists != 0)
-        functions_used_open_.insert(type);
-    return type;
-}
-
-// A function type may give way to an equal one when its list ends, so that only types built on it,
-// which keep it alive, may refer to it before.
-TYPE *I_FILE::settled_typeref(std::uint32_t number) {
-    TYPE *type = find_typeref(number);
-    if (type && type->kind_ == TYPE::FUNCTION && find_entry(number)->open_lists != 0)
-        tp_die("invalid forward reference");
-    return type;
-}
-
-TYPE *I_FILE::value_typeref(std::uint32_t number) {
-    TYPE *type = settled_typeref(number);
-    if (!type) i_invalid("List element without a type in I-code");
-    return type;
-}
-
 fkMDATA *I_FILE::find_mdataref(std::uint32_t class_number, std::uint32_t index) {
     const TYPE *type = find_typeref(class_number);
     if (!type || !type->is_csu()) return nullptr;
     const std::vector<fkMDATA *> &members = type->stds()->sub.csu->mdata_by_index;
     return index < members.size() ? members[index] : nullptr;
-}
-
-unsigned I_FILE::derived_depth(std::initializer_list<std::uint32_t> components) {
-    unsigned depth = 0;
-    for (std::uint32_t number : components)
-        if (const TYPE_INFO *entry = find_entry(number))
-            depth = std::max<unsigned>(depth, entry->depth + 1u);
-    if (depth > if_max_type_depth) i_invalid("Type nested too deeply in I-code");
-    return depth;
 }
 
 // --- types
@@ -101,79 +68,65 @@ void I_FILE::tp_make_float_type(std::uint32_t number, int kind, std::uint32_t si
 
 void I_FILE::tp_make_fixpt_type(std::uint32_t number, int binary_point, unsigned signed_flag,
                                 std::uint32_t underlying, std::uint32_t size, std::uint32_t align) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({underlying}));
-    TYPE *type = tp_->mk_fxtpt(binary_point, signed_flag, settled_typeref(underlying), size, align);
-    enter_type(number, {.type = type, .depth = depth});
+    TYPE *type = find_typeref(underlying);
+    enter_type(number, {.type = tp_->mk_fxtpt(binary_point, signed_flag, type, size, align)});
 }
 
 void I_FILE::tp_make_complex_type(std::uint32_t number, std::uint32_t size, std::uint32_t align,
                                   std::uint32_t part) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({part}));
-    enter_type(number, {.type = tp_->mk_complex(value_typeref(part), size, align), .depth = depth});
+    enter_type(number, {.type = tp_->mk_complex(find_typeref(part), size, align)});
 }
 
 void I_FILE::tp_make_typedef(std::uint32_t number, std::string_view type_name, std::uint32_t base,
                              std::uint32_t size, std::uint32_t align, bool cpp, bool lowered,
                              PSN *psn) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({base}));
-    TYPE *type = tp_->mk_typedef(type_name, base_typeref(base), size, align, cpp, lowered, psn);
-    enter_type(number, {.type = type, .depth = depth});
+    TYPE *type = find_typeref(base);
+    enter_type(number, {.type = tp_->mk_typedef(type_name, type, size, align, cpp, lowered, psn)});
 }
 
 void I_FILE::tp_make_ref_type(std::uint32_t number, std::uint32_t to, std::uint32_t size,
                               std::uint32_t align) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({to}));
-    enter_type(number, {.type = tp_->mk_ref(base_typeref(to), size, align), .depth = depth});
+    enter_type(number, {.type = tp_->mk_ref(find_typeref(to), size, align)});
 }
 
 void I_FILE::tp_make_addr_type(std::uint32_t number, std::uint32_t to, std::uint32_t size,
                                std::uint32_t align) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({to}));
-    enter_type(number, {.type = tp_->mk_ptr(base_typeref(to), size, align), .depth = depth});
+    enter_type(number, {.type = tp_->mk_ptr(find_typeref(to), size, align)});
 }
 
 void I_FILE::tp_make_qual_type(std::uint32_t number, std::uint32_t base, unsigned bits,
                                std::uint32_t size, std::uint32_t align) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({base}));
-    enter_type(number,
-               {.type = tp_->mk_qual(base_typeref(base), bits, size, align), .depth = depth});
+    enter_type(number, {.type = tp_->mk_qual(find_typeref(base), bits, size, align)});
 }
 
 void I_FILE::tp_make_array_type(std::uint32_t number, std::uint32_t element, std::uint32_t count,
                                 std::uint32_t size, std::uint32_t align, bool cpp, bool complete) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({element}));
-    TYPE *type = tp_->mk_array(base_typeref(element), count, size, align, cpp, complete);
-    enter_type(number, {.type = type, .depth = depth});
+    TYPE *type = tp_->mk_array(find_typeref(element), count, size, align, cpp, complete);
+    enter_type(number, {.type = type});
 }
 
 void I_FILE::tp_make_vector_type(std::uint32_t number, std::uint32_t element, std::uint32_t count,
                                  std::uint32_t size, std::uint32_t align, bool cpp, bool complete) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({element}));
-    TYPE *type = tp_->mk_vector(base_typeref(element), count, size, align);
-    type->cpp = cpp;
-    type->sub.array.is_complete = complete;
-    enter_type(number, {.type = type, .depth = depth});
+    TYPE *type = tp_->mk_vector(find_typeref(element), count, size, align, cpp, complete);
+    enter_type(number, {.type = type});
 }
 
 void I_FILE::tp_make_ptm_type(std::uint32_t number, std::uint32_t member, std::uint32_t csu,
                               std::uint32_t size, std::uint32_t align) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({member, csu}));
-    TYPE *type = tp_->mk_ptm(base_typeref(member), base_typeref(csu), size, align);
-    enter_type(number, {.type = type, .depth = depth});
+    TYPE *type = tp_->mk_ptm(find_typeref(member), find_typeref(csu), size, align);
+    enter_type(number, {.type = type});
 }
 
 void I_FILE::tp_make_func_type(std::uint32_t number, std::uint32_t result, bool flag1, bool flag2,
                                unsigned calling_convention, bool cpp) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({result}));
-    TYPE *type = tp_->mk_func(base_typeref(result), flag1, flag2, calling_convention, cpp);
-    enter_type(number, {.type = type, .depth = depth, .open_lists = 1});
+    TYPE *type = tp_->mk_func(find_typeref(result), flag1, flag2, calling_convention, cpp);
+    enter_type(number, {.type = type, .open_lists = 1});
 }
 
 void I_FILE::tp_make_enum_type(std::uint32_t number, std::string_view type_name, std::uint32_t size,
                                std::uint32_t align, std::uint32_t underlying, bool cpp, PSN *psn) {
-    const auto depth = static_cast<std::uint16_t>(derived_depth({underlying}));
-    TYPE *type = tp_->mk_enum(type_name, size, align, value_typeref(underlying), cpp, psn);
-    enter_type(number, {.type = type, .depth = depth, .open_lists = 1});
+    TYPE *type = tp_->mk_enum(type_name, size, align, find_typeref(underlying), cpp, psn);
+    enter_type(number, {.type = type, .open_lists = 1});
 }
 
 void I_FILE::tp_make_csu(std::uint32_t number, const CSU_RECORD &r) {
@@ -230,6 +183,7 @@ void I_FILE::tp_make_list(std::uint32_t number, int list_kind) {
     } else if (type.kind_ >= TYPE::CLASS) {
         if (list_of_class(*type.sub.csu, list_kind)) tp_die("Duplicate CSU attributes");
         type.sub.csu->will_have[list_kind] = true;
+        reopen_class(number, entry->type);
     } else {
         tp_die("Unexpected type attribute");
     }
@@ -251,58 +205,33 @@ void I_FILE::tp_end_list(std::uint32_t number, int list_kind) {
 }
 
 void I_FILE::i_settle_types() {
-    for (std::uint32_t number : open_types_)
-        if (TYPE_INFO &entry = *find_entry(number); entry.open_lists != 0) freeze_entry(entry);
+    for (std::uint32_t number : open_types_) {
+        TYPE_INFO &entry = *find_entry(number);
+        if (entry.open_lists == 0) continue;
+        if (entry.type->kind_ >= TYPE::CLASS && entry.current_list == -1)
+            late_classes_.push_back(number);
+        else
+            freeze_entry(entry);
+    }
     open_types_.clear();
-    functions_used_open_.clear();
-    walked_.clear();
-    walked_for_ = nullptr;
     for (TYPE *csu : unchecked_classes_)
         check_class_nesting(csu);
     unchecked_classes_.clear();
 }
 
-// Only a class can refer to itself, and then by pointers. A function type among whose parameters
-// is a type built on that very function type would never end.
-bool I_FILE::is_built_on(const TYPE *type, const TYPE *function) {
-    if (walked_for_ != function) walked_.clear();
-    walked_for_ = function;
-    std::vector<const TYPE *> work{type};
-    while (!work.empty()) {
-        const TYPE *t = work.back();
-        work.pop_back();
-        if (t == function) return true;
-        if (!t || !walked_.insert(t).second) continue;
-        switch (t->kind_) {
-        case TYPE::POINTER:
-        case TYPE::REFERENCE: work.push_back(t->sub.pointer.pointee); break;
-        case TYPE::QUALIFIED: work.push_back(t->sub.qualified.base); break;
-        case TYPE::TYPEDEF: work.push_back(t->sub.typedef_.base); break;
-        case TYPE::ARRAY: work.push_back(t->sub.array.elem); break;
-        case TYPE::PTM: work.push_back(t->sub.ptm.member); break;
-        case TYPE::FUNCTION:
-            work.push_back(t->sub.func.result);
-            for (const PARAM_ELEM *p = t->sub.func.params; p; p = p->next)
-                work.push_back(p->type);
-            break;
-        default: break;
-        }
-    }
-    return false;
+void I_FILE::i_settle_late_classes() {
+    settle_types();
+    for (std::uint32_t number : late_classes_)
+        if (TYPE_INFO &entry = *find_entry(number); entry.open_lists != 0) freeze_entry(entry);
+    late_classes_.clear();
 }
 
 void I_FILE::tp_make_param_list(std::uint32_t number, std::uint32_t type, std::uint32_t mode,
                                 std::string_view param_name) {
     TYPE_INFO &owner = list_owner(number, LK_params);
-    TYPE *param = value_typeref(type);
-    if (owner.type->kind_ == TYPE::FUNCTION) {
-        if (functions_used_open_.contains(owner.type) && is_built_on(param, owner.type))
-            i_invalid("Function type built on itself in I-code");
-        owner.depth =
-            static_cast<std::uint16_t>(std::max<unsigned>(owner.depth, derived_depth({type})));
-    }
     const bool has_name = mode == 2 || mode == 3;
-    tp_->append_param(owner.type, param, mode, has_name ? param_name : std::string_view());
+    tp_->append_param(owner.type, find_typeref(type), mode,
+                      has_name ? param_name : std::string_view());
 }
 
 void I_FILE::tp_make_etor_list(std::uint32_t number, std::string_view etor_name, const INT65 &value,
@@ -311,15 +240,12 @@ void I_FILE::tp_make_etor_list(std::uint32_t number, std::string_view etor_name,
 }
 
 void I_FILE::tp_make_mdata_list(std::uint32_t number, std::uint32_t type, fkMDATA &member) {
-    TYPE_INFO &owner = list_owner(number, LK_mdata);
-    member.type = value_typeref(type);
-    // Members are found through a table by their numbers, which follow each other more or less.
-    if (member.index / 16 > owner.members++) i_invalid("Invalid member number in I-code");
-    tp_->append_mdata(owner.type, member);
+    member.type = find_typeref(type);
+    tp_->append_mdata(list_owner(number, LK_mdata).type, member);
 }
 
 void I_FILE::tp_make_bclass_list(std::uint32_t number, std::uint32_t type, BCLASS_ELEM elem) {
-    elem.type = value_typeref(type);
+    elem.type = find_typeref(type);
     tp_->append_bclass(list_owner(number, LK_bclasses).type, elem);
 }
 
@@ -328,33 +254,42 @@ void I_FILE::tp_make_adecl_list(std::uint32_t number, const ADECL_ELEM &elem) {
 }
 
 void I_FILE::tp_make_ffriend_list(std::uint32_t number, std::uint32_t type, FFRIEND_ELEM elem) {
-    elem.type = settled_typeref(type);
+    elem.type = find_typeref(type);
     tp_->append_ffriend(list_owner(number, LK_ffriends).type, elem);
 }
 
 void I_FILE::tp_make_cfriend_list(std::uint32_t number, std::uint32_t type) {
     CFRIEND_ELEM elem;
-    elem.type = settled_typeref(type);
+    elem.type = find_typeref(type);
     tp_->append_cfriend(list_owner(number, LK_cfriends).type, elem);
 }
 
 void I_FILE::tp_make_ntype_list(std::uint32_t number, std::uint32_t type) {
     NTYPE_ELEM elem;
-    elem.type = settled_typeref(type);
+    elem.type = find_typeref(type);
     tp_->append_ntype(list_owner(number, LK_ntypes).type, elem);
 }
 
 void I_FILE::tp_make_sdata_list(std::uint32_t number, std::uint32_t type, SDATA_ELEM elem) {
-    elem.type = settled_typeref(type);
+    elem.type = find_typeref(type);
     tp_->append_sdata(list_owner(number, LK_sdata).type, elem);
 }
 
 void I_FILE::tp_make_func_list(std::uint32_t number, std::uint32_t type, MFUNC_ELEM elem) {
-    elem.type = settled_typeref(type);
+    elem.type = find_typeref(type);
     tp_->append_mfunc(list_owner(number, LK_mfuncs).type, elem);
 }
 
 // --- checks
+
+// A class may get a list behind other records than those of types. Another class that holds it by
+// value has been checked without that list, and is none that a source can contain.
+void I_FILE::reopen_class(std::uint32_t number, TYPE *csu) {
+    if (class_depths_.erase(csu) == 0) return; // still in the run of its own record
+    if (held_incomplete_.contains(csu)) tp_die("Unexpected type attribute");
+    open_types_.push_back(number);
+    unchecked_classes_.push_back(csu);
+}
 
 // The class that an object of this type holds by value, or null.
 static TYPE *class_within(TYPE *type) {
@@ -405,38 +340,12 @@ void I_FILE::check_class_nesting(TYPE *csu) {
             visits.pop_back();
             if (!visits.empty()) visits.back().depth = std::max(visits.back().depth, depth + 1);
         }
-        if (part) visit(part);
-        if (visits.size() > if_max_type_depth ||
-            (!visits.empty() && visits.back().depth > if_max_type_depth))
-            i_invalid("Type nested too deeply in I-code");
-    }
-}
-
-// Encoded are a length and a name of that length, or "Q", a count, "_" and that many of these;
-// "__" and what describes template arguments may follow. One character stands before.
-bool demangle_type_name(std::string_view name) {
-    if (name.empty()) return false;
-    name.remove_prefix(1);
-    const auto number = [&name]() -> std::size_t {
-        std::size_t n = 0;
-        while (!name.empty() && std::isdigit(static_cast<unsigned char>(name[0])) && n < 1000) {
-            n = n * 10 + static_cast<std::size_t>(name[0] - '0');
-            name.remove_prefix(1);
+        if (part) {
+            if (!part->frozen) held_incomplete_.insert(part);
+            visit(part);
         }
-        return n;
-    };
-    std::size_t parts = 1;
-    if (name.starts_with('Q')) {
-        name.remove_prefix(1);
-        parts = number();
-        if (!name.starts_with('_')) return false;
-        name.remove_prefix(1);
+        if (visits.size() > if_max_class_depth ||
+            (!visits.empty() && visits.back().depth > if_max_class_depth))
+            i_invalid("Classes nested too deeply in I-code");
     }
-    if (parts == 0) return false;
-    for (; parts > 0; --parts) {
-        const std::size_t length = number();
-        if (length == 0 || length > name.size()) return false;
-        name.remove_prefix(length);
-    }
-    return name.empty() || name.starts_with("__");
 }

@@ -137,8 +137,8 @@ void I_FILE::if_write_mbank(int a, int b, int c, int d, int e) {
     i_flush(45);
 }
 
-void I_FILE::if_write_ldspec_induct(unsigned a, int b, TYPE *type, SYMTAB *sym) {
-    i_write_uint(0);
+void I_FILE::if_write_ldspec_induct(unsigned id, unsigned a, int b, TYPE *type, SYMTAB *sym) {
+    i_write_uint(id);
     i_write_i8(0);
     i_write_uint(a);
     i_write_sint(b);
@@ -147,8 +147,8 @@ void I_FILE::if_write_ldspec_induct(unsigned a, int b, TYPE *type, SYMTAB *sym) 
     i_flush(108);
 }
 
-void I_FILE::if_write_ldspec_rand(unsigned a, unsigned b, TYPE *type, SYMTAB *sym) {
-    i_write_uint(0);
+void I_FILE::if_write_ldspec_rand(unsigned id, unsigned a, unsigned b, TYPE *type, SYMTAB *sym) {
+    i_write_uint(id);
     i_write_i8(1);
     i_write_uint(a);
     i_write_uint(b);
@@ -157,8 +157,8 @@ void I_FILE::if_write_ldspec_rand(unsigned a, unsigned b, TYPE *type, SYMTAB *sy
     i_flush(108);
 }
 
-void I_FILE::if_write_ldspec_region(unsigned a) {
-    i_write_uint(0);
+void I_FILE::if_write_ldspec_region(unsigned id, unsigned a) {
+    i_write_uint(id);
     i_write_i8(2);
     i_write_uint(a);
     i_flush(108);

@@ -366,9 +366,9 @@ void IF_CLIENT::cl_loop_header(unsigned, SYMTAB *, int) {}
 void IF_CLIENT::cl_dd_vector(int, int, int, DD_ENTRY *) {}
 void IF_CLIENT::cl_dd_edge(int, int, int) {}
 void IF_CLIENT::cl_mbank(int, int, int, int, int) {}
-void IF_CLIENT::cl_ldspec_induct(unsigned, int, TYPE *, SYMTAB *) {}
-void IF_CLIENT::cl_ldspec_rand(unsigned, unsigned, TYPE *, SYMTAB *) {}
-void IF_CLIENT::cl_ldspec_region(unsigned) {}
+void IF_CLIENT::cl_ldspec_induct(unsigned, unsigned, int, TYPE *, SYMTAB *) {}
+void IF_CLIENT::cl_ldspec_rand(unsigned, unsigned, unsigned, TYPE *, SYMTAB *) {}
+void IF_CLIENT::cl_ldspec_region(unsigned, unsigned) {}
 void IF_CLIENT::cl_ir_begin_func(SYMTAB *, unsigned long, int, int, PSN *) {}
 void IF_CLIENT::cl_ir_end_func(PSN *) {}
 void IF_CLIENT::cl_ir_ins(INSTR *, PSN *) {}

@@ -139,10 +139,11 @@ void BASE_NODE::mk_name(SYMTAB *sym) {
 }
 
 void BASE_NODE::mk_field(int kind, fkMDATA *member, TYPE *csu) {
-    if (kind != 1) abort_optimizer();
+    if (kind != 1)
+        abort_optimizer("A member reference of the intermediate file is of no known kind");
     payload(this).field = {csu, member};
     if (type) type = type->normalized();
-    if (member->is_bitfield && currfuninfo) currfuninfo->has_bitfield_refs = true;
+    if (member && member->is_bitfield && currfuninfo) currfuninfo->has_bitfield_refs = true;
 }
 
 void BASE_NODE::mk_icon(std::uint32_t value) {

@@ -1,15 +1,15 @@
 // What every tree from a file goes through before the optimizer sees it.
 #include "OPT5/driver/abort.h"
 #include "OPT5/icode/opt_client.h"
+#include "OPT5/icode/records/if_schema.h"
 #include "OPT5/rep/bbutils.h"
 
 #include <string>
 
 namespace {
 [[noreturn]] void malformed(const NODE *node, const char *what) {
-    const char *name = node && node_operator_name[node->op] ? node_operator_name[node->op] : "?";
-    const std::string message =
-        std::string("Malformed tree in the intermediate file: ") + name + ": " + what;
+    const std::string message = "Malformed tree in the intermediate file: " +
+                                (node ? if_opcode_name(node->op) + ": " : "") + what;
     abort_optimizer(message.c_str());
 }
 
@@ -131,13 +131,14 @@ void check_cases(const NODE *node, NODE *cases) {
 // Recursion goes down the left operand only as deep as the reader's nesting limit.
 void check_subtree(NODE *node, int parent) {
     for (; node; parent = node->op, node = node->right) {
-        require(node->op < op_first_internal, node, "not an opcode of a file");
+        require(node->op != OP::VREG, node, "the optimizer's trees hold no virtual registers");
+        require(node->op < op_file_limit && op_file_arity[node->op] != OP_NONE, node,
+                "not an opcode of a file");
         if (!node->type && type_is_immaterial(node->op)) node->type = tp->int_type();
         require(node->type, node, "no type");
         const std::uint8_t operands = op_file_arity[node->op];
         const int found = (node->left != nullptr) + (node->right != nullptr);
-        require(op_is_file_leaf(node->op) || operands == OP_NONE || found >= operands, node,
-                "too few operands");
+        require(op_is_file_leaf(node->op) || found >= operands, node, "too few operands");
         if (parent != OP::ILLOP) {
             require(!is_jump(node->op), node, "a jump below an operator");
             require(node->op != OP::COLON || parent == OP::QUEST, node, "outside a QUEST");

@@ -79,7 +79,7 @@ TYPE *TYPE_PKG::mk_fltpt(TYPE::FKIND kind, std::uint32_t size, std::uint32_t ali
 
 TYPE *TYPE_PKG::mk_fxtpt(int binary_point, unsigned signed_flag, TYPE *underlying,
                          std::uint32_t size, std::uint32_t align) {
-    checked_part(underlying, "TYPE_PKG::mk_fxtpt()");
+    if (underlying) checked_part(underlying, "TYPE_PKG::mk_fxtpt()");
     TYPE *type = new_type(*this, TYPE::FIXEDPT, size, align);
     type->sub.fixed = {underlying, static_cast<std::int8_t>(binary_point),
                        static_cast<std::uint8_t>(signed_flag)};
@@ -269,14 +269,4 @@ TYPE *TYPE_PKG::mk_struct(std::string_view name, std::uint32_t size, std::uint32
 TYPE *TYPE_PKG::mk_union(std::string_view name, std::uint32_t size, std::uint32_t align,
                          bool complete) {
     return mk_csu(*this, TYPE::UNION, name, size, align, complete);
-}
-
-// --- names of classes
-
-bool TYPE_PKG::is_fake_name(std::string_view name) {
-    return name.starts_with(fake_name_prefix);
-}
-
-const char *TYPE_PKG::fix_fake_name(const char *name) {
-    return is_fake_name(name) ? "<unnamed>" : name;
 }

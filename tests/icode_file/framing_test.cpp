@@ -202,6 +202,16 @@ TEST(Writer, ReportsStreamErrors) {
     EXPECT_TRUE(out->if_close(true, false));
 }
 
+// Positions have 32 bits.
+TEST(Writer, ReportsFilesThatAreTooLong) {
+    for (std::uint32_t position : {0xffff0000u, 0xfffffff0u}) {
+        I_FILE *out = I_FILE::if_create(std::tmpfile(), nullptr, "unit.c");
+        out->if_seek(position); // leaves a hole
+        out->if_write_comment("a line of text");
+        EXPECT_EQ(out->if_close(true, true), position == 0xfffffff0u);
+    }
+}
+
 TEST(Writer, ShortsOutOfRange) {
     for (int value : {-32769, 65536}) {
         const OUTCOME child = in_child(
@@ -271,6 +281,17 @@ TEST(Pieces, LengthsAreChecked) {
     });
     EXPECT_EQ(good.status, 0);
     EXPECT_EQ(good.out, "");
+    // That something was read behind the end of the file before is no fault of its lengths.
+    FILE_BYTES cut;
+    cut.globals = symbol("_x", 1, 2);
+    const OUTCOME after_end = in_child([&cut] {
+        const std::string bytes = cut.str();
+        I_FILE *file = open_bytes(bytes.substr(0, bytes.size() - 1));
+        file->if_seek(0xffffffff);
+        file->i_read_u8();
+        if (!file->if_check_lengths()) std::exit(7);
+    });
+    EXPECT_EQ(after_end.status, 0);
     FILE_BYTES bad;
     bad.body = REC(47).str("x") + REC(105).u(1);
     const std::size_t at = bad.str().find(bad.body);

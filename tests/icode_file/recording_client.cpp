@@ -2,6 +2,7 @@
 
 #include "OPT5/icode/opt_client.h"
 #include "OPT5/icode/records/if_exit.h"
+#include "OPT5/icode/records/if_schema.h"
 #include "OPT5/rep/bbutils.h"
 
 #include <algorithm>
@@ -11,6 +12,12 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+// Under AddressSanitizer: children end in the midst of their work, and what a client was given
+// stays until the end.
+extern "C" const char *__asan_default_options() {
+    return "detect_leaks=0";
+}
 
 RECORDING recording;
 IF_CLIENT recording_client;
@@ -117,8 +124,9 @@ std::string payload_text(const NODE *node) {
                                                      : format(" %uu", node->icon_uvalue());
     case OP::FCON: return format(" %s", node->fcon_value());
     case OP::FIELD:
-        return format(" %d #%u ", node->field_kind(), node->field_mval()) +
-               type_text(node->field_csu());
+        return node->u.field.mdata ? format(" %d #%u ", node->field_kind(), node->field_mval()) +
+                                         type_text(node->field_csu())
+                                   : " none " + type_text(node->field_csu());
     case OP::SWITCH: return format(" cases%u", node->case_count());
     case OP::CALL: return format(" extra%u eht%u", node->call_num_vargs(), node->eh_entry_id());
     case OP::UCALL: return format(" eht%u", node->eh_entry_id());
@@ -200,8 +208,7 @@ std::string all_type_details() {
 }
 
 std::string tree_text(const NODE *tree) {
-    std::string text = "(";
-    text += tree->op == OP::VREG ? "VREG" : node_operator_name[tree->op];
+    std::string text = "(" + if_opcode_name(tree->op);
     text += ":" + type_text(tree->type) + payload_text(tree);
     for (const NODE *operand : {tree->left, tree->right})
         if (operand) text += " " + tree_text(operand);
@@ -379,19 +386,19 @@ void IF_CLIENT::cl_mbank(int a, int b, int c, int d, int e) {
     if (recording.out) recording.out->if_write_mbank(a, b, c, d, e);
 }
 
-void IF_CLIENT::cl_ldspec_induct(unsigned a, int b, TYPE *type, SYMTAB *sym) {
-    note(format("ldspec_induct %u %d ", a, b) + type_text(type) + " " + sym_text(sym));
-    if (recording.out) recording.out->if_write_ldspec_induct(a, b, type, sym);
+void IF_CLIENT::cl_ldspec_induct(unsigned id, unsigned a, int b, TYPE *type, SYMTAB *sym) {
+    note(format("ldspec_induct #%u %u %d ", id, a, b) + type_text(type) + " " + sym_text(sym));
+    if (recording.out) recording.out->if_write_ldspec_induct(id, a, b, type, sym);
 }
 
-void IF_CLIENT::cl_ldspec_rand(unsigned a, unsigned b, TYPE *type, SYMTAB *sym) {
-    note(format("ldspec_rand %u %u ", a, b) + type_text(type) + " " + sym_text(sym));
-    if (recording.out) recording.out->if_write_ldspec_rand(a, b, type, sym);
+void IF_CLIENT::cl_ldspec_rand(unsigned id, unsigned a, unsigned b, TYPE *type, SYMTAB *sym) {
+    note(format("ldspec_rand #%u %u %u ", id, a, b) + type_text(type) + " " + sym_text(sym));
+    if (recording.out) recording.out->if_write_ldspec_rand(id, a, b, type, sym);
 }
 
-void IF_CLIENT::cl_ldspec_region(unsigned a) {
-    note(format("ldspec_region %u", a));
-    if (recording.out) recording.out->if_write_ldspec_region(a);
+void IF_CLIENT::cl_ldspec_region(unsigned id, unsigned a) {
+    note(format("ldspec_region #%u %u", id, a));
+    if (recording.out) recording.out->if_write_ldspec_region(id, a);
 }
 
 void IF_CLIENT::cl_ir_begin_func(SYMTAB *sym, unsigned long a, int b, int c, PSN *psn) {

@@ -60,9 +60,9 @@ TEST(Records, EachToItsCall) {
         {REC(58).u(1).u(2).u(300), "dd_edge 1 2 300"},
         {REC(59).u(9).b(7).b(2).b(1).b(-1).b(200).b(5), "dd_vector 9 7 1:-1 200:5"},
         {REC(59).u(9).b(7).b(0), "dd_vector 9 7"},
-        {REC(108).u(0).b(0).u(6).s(-8).u(1).s(0).u(1), "ldspec_induct 6 -8 i6/32/32 _x"},
-        {REC(108).u(0).b(1).u(6).u(8).u(1).s(-1).u(0), "ldspec_rand 6 8 i6/32/32 -"},
-        {REC(108).u(0).b(2).u(6), "ldspec_region 6"},
+        {REC(108).u(300).b(0).u(6).s(-8).u(1).s(0).u(1), "ldspec_induct #300 6 -8 i6/32/32 _x"},
+        {REC(108).u(1).b(1).u(6).u(8).u(1).s(-1).u(0), "ldspec_rand #1 6 8 i6/32/32 -"},
+        {REC(108).u(2).b(2).u(6), "ldspec_region #2 6"},
         {REC(108).u(0).b(3), ""},
         {REC(124).u(3).s(0).s(2).b(9), "loop_header 3 _y 9"},
         {REC(124).u(3).s(-1).s(-1).b(9), "loop_header 3 - 9"},
@@ -82,9 +82,11 @@ TEST(Records, EachToItsCall) {
 
 TEST(Records, InstructionFunction) {
     EXPECT_EQ(body_log(REC(123).u(0).s(-3).b(-2).u(7).psn(1) + REC(34).psn(2).raw("xyz") +
-                       REC(125).psn(3) + begin + args + locals + end),
+                       symbol("s", 1, 1) + REC(125).psn(3) + begin + args + locals + end),
               "ir_begin _f -3 -2 7 unit.c:1:1\n"
               "ir_ins unit.c:2:1\n"
+              "symbol s size32 align32 offset0 sc1 flags0 set0 i6/32/32 - nowhere\n"
+              "defined s level1 index0\n"
               "ir_end unit.c:3:1\n"
               "begin_func _f nowhere\nend_args nowhere\nend_locals nowhere\nend_func nowhere\n");
 }
@@ -201,7 +203,8 @@ TEST(Faults, NumbersThatNameNothing) {
         {begin + symbol("p", 1, 9) + args + locals + end + begin + name(1, 0), symbol_reference},
         {REC(94).u(1).u(1000).str("a"), "Invalid count in I-code"},
         {REC(101).b(OP::SCON).u(1).u(0x10000).raw("abc"), "Invalid count in I-code"},
-        {REC(101).b(OP::FIELD).u(1).b(1).u(1).u(1), "Invalid member reference in I-code"},
+        {REC(101).b(OP::FIELD).u(1).b(2).u(1).u(1), "of no known kind"},
+        {REC(101).b(OP::FIELD).u(1).b(1).u(1).u(77), "invalid forward reference"},
         {symbol("q", 3, 1), "invalid forward reference"},
     };
     for (const auto &c : cases) {
@@ -244,7 +247,6 @@ TEST(Faults, RecordsOutOfPlace) {
         begin + args + locals + ir,
         ir + end,
         ir + statement,
-        ir + symbol("s", 1, 1),
         ir + ir,
     };
     for (const BYTES &body : misplaced) {

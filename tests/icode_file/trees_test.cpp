@@ -1,6 +1,8 @@
 // Expression trees, whole files through reader and writer, and damaged files.
 #include "recording_client.h"
 
+#include "OPT5/icode/records/if_schema.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -85,6 +87,11 @@ TEST(Trees, Payloads) {
         {node(OP::UICALL).str("nop"), "(UICALL:i6/32/32 nop)"},
         {node(OP::MCALL).str("st") + leaf(1), "(MCALL:i6/32/32 st (ICON:i6/32/32 1))"},
         {node(OP::UMCALL).str("ld"), "(UMCALL:i6/32/32 ld)"},
+        {node(OP::VREG).s(-70), "(VREG:i6/32/32)"},
+        {node(OP::STDOT) + node(OP::NAME, 4).u(0).u(2) + node(OP::FIELD).b(1).u(9).u(4),
+         "(STDOT:i6/32/32 (NAME:struct s _s) (FIELD:i6/32/32 none struct s))"},
+        {node(OP::STDOT) + node(OP::NAME, 4).u(0).u(2) + node(OP::FIELD).b(1).u(1).u(0),
+         "(STDOT:i6/32/32 (NAME:struct s _s) (FIELD:i6/32/32 none -))"},
         {node(OP::NOP, 0), "(NOP:-)"},
     };
     for (const auto &c : cases)
@@ -100,16 +107,16 @@ TEST(Trees, Operands) {
         if (op == OP::CALL) r.u(0).u(0);
         if (op == OP::DDNODE) r.u(0).u(0).b(0);
         if (op >= OP::ICALL && op <= OP::UMCALL && op != OP::RECIP) r.str("");
-        const int arity = op < op_file_limit ? op_file_arity[op] : OP_NONE;
+        const int arity = if_file_arity(op); // 0 of a number without a name
         BYTES tree = r;
-        for (int i = 0; i < (arity == OP_NONE ? 0 : arity); ++i)
+        for (int i = 0; i < arity; ++i)
             tree += leaf(i);
         const std::string bytes = unit(REC(46).psn(4) + tree + REC(42).u(1)).str();
         const OUTCOME child = in_child([&bytes] {
             read_log(bytes);
             std::printf("%s", recording.log.c_str());
         });
-        if (arity == OP_NONE) {
+        if (op >= op_file_limit) {
             EXPECT_EQ(child.status, 1) << op;
             EXPECT_THAT(child.out,
                         HasSubstr("\nINTERNAL ERROR: Invalid I-code record, aborting\n"));
@@ -118,6 +125,22 @@ TEST(Trees, Operands) {
             EXPECT_THAT(child.out, HasSubstr("label 1\n")) << op;
         }
     }
+}
+
+// The table of opcodes is open: a program may add rows of its own.
+TEST(Trees, OperandsOfAddedRows) {
+    const std::string bytes = unit(REC(46).psn(4) + node(150) + leaf(1) + leaf(2)).str();
+    const OUTCOME child = in_child([&bytes] {
+        if_node_table_init();
+        if_enter_node(150, "ADDED", 2);
+        read_log(bytes);
+        std::printf("%s", recording.log.c_str());
+    });
+    EXPECT_EQ(child.status, 0);
+    EXPECT_THAT(child.out, HasSubstr("(OP150:i6/32/32 (ICON:i6/32/32 1) (ICON:i6/32/32 2))\n"));
+    const OUTCOME refused = in_child([] { if_enter_node(201, "BEYOND", 0); });
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.out, "\nINTERNAL ERROR: Invalid opcode, aborting\n");
 }
 
 TEST(Trees, Faults) {

@@ -92,6 +92,7 @@ TEST(Types, EveryKind) {
         {def(9, 11).u(64).u(32), "f1/64/32"},
         {def(9, 12).u(80).u(32), "f2/80/32"},
         {def(9, 13).b(-3).b(1).u(1).u(16).u(16), "fixed-3,1 i6/32/32/16/16"},
+        {def(9, 13).b(0).b(0).u(0).u(16).u(16), "fixed0,0 -/16/16"},
         {def(9, 14).str("t").u(1).u(32).u(32).b(0).b(1).psn(7, 8),
          "t cpp0 lowered1=i6/32/32/32/32unit.c:7:8"},
         {def(9, 15).u(1).u(16).u(16), "*i6/32/32/16/16"},
@@ -108,6 +109,11 @@ TEST(Types, EveryKind) {
     };
     for (const auto &c : cases)
         EXPECT_EQ(type_of(basics + c.record, 9), c.expected);
+    // Two that differ in flags only are two.
+    const BYTES vectors = int_type(1) + def(8, 18).u(1).u(4).u(128).u(64).b(0).b(1).b(1);
+    const BYTES other = def(9, 18).u(1).u(4).u(128).u(64).b(1).b(0).b(1);
+    EXPECT_EQ(type_of(vectors + other, 8), "vector4 i6/32/32/128/64");
+    EXPECT_EQ(type_of(vectors + other, 9), "vector4+? i6/32/32/128/64");
     EXPECT_EQ(type_of(basics, 0), "-");
     EXPECT_EQ(type_of(basics + def(0x87654321, 49), 0x87654321), "void"); // any number will do
 }
@@ -172,10 +178,48 @@ TEST(Types, ListsThatAreMissing) {
                         def(4, 22).str("e").u(32).u(32).u(1).b(1).no_psn();
     EXPECT_EQ(type_of(types, 2), "fn 01 cc0 i6/32/32");
     FILE_BYTES f = file_of("");
-    f.body = types + REC(47).str("x") + list(3, 7);
+    f.body = types + REC(47).str("x") + list(2, 0); // a function's come at once
     const OUTCOME child = read_in_child(f.str());
     EXPECT_EQ(child.status, 1);
     EXPECT_THAT(child.out, HasSubstr("Unexpected type attribute"));
+}
+
+// The lists of a class may come when it has been used, unless another class holds it by value.
+TEST(Types, ListsThatComeLater) {
+    const BYTES comment = REC(47).str("x"), m = member(2, 1, "m", 1);
+    FILE_BYTES f = file_of(int_type(1) + csu(2, "late", "1") + pointer(3, 2) +
+                           csu(4, "never", "1") + csu(5, "two", "100001000"));
+    f.globals = symbol("_s", 3, 2, 0, 16);
+    f.body = comment + list(5, 7, member(5, 1, "n", 3)) + comment + list(2, 7, m) + comment +
+             list(5, 2, def(5, 29).u(2).s(0).b(0).b(0)) + comment;
+    read_log(f.str());
+    EXPECT_THAT(all_type_details(), testing::AllOf(HasSubstr("members{1 m i6/32/32 "),
+                                                   HasSubstr("bases{struct late @0 "),
+                                                   HasSubstr("members{1 n *struct late/16/16 ")));
+    for (const TYPE *type : tp->all_types())
+        EXPECT_TRUE(type->frozen);
+    struct {
+        BYTES types, body;
+        const char *message;
+    } const cases[] = {
+        {list(5, 7, member(5, 1, "n", 2)), comment + list(2, 7, m), "Unexpected type attribute"},
+        {"", comment + list(5, 7, member(5, 1, "n", 2)) + comment + list(2, 7, m),
+         "Unexpected type attribute"},
+        {"", comment + list(2, 7, member(2, 1, "m", 2)), "Class that holds itself"},
+        {"",
+         comment + list(5, 7, member(5, 1, "n", 2)) + list(2, 7, member(2, 1, "m", 5)) + comment,
+         "Class that holds itself"},
+        {"", comment + list(2, 7, m) + comment + list(2, 7, m), "Unexpected type attribute"},
+        {"", def(2, 254).b(7) + comment + m, "Unexpected type attribute"}, // a list is in one piece
+    };
+    for (const auto &c : cases) {
+        FILE_BYTES bad = f;
+        bad.types += c.types;
+        bad.body = c.body;
+        const OUTCOME child = read_in_child(bad.str());
+        EXPECT_EQ(child.status, 1);
+        EXPECT_THAT(child.out, HasSubstr(c.message));
+    }
 }
 
 // What each version stores, field by field.
@@ -256,12 +300,14 @@ TEST(Types, Faults) {
         {i + f + def(2, 254).b(0) + param + def(2, 254).b(0), "Duplicate function parameters"},
         {i + f + def(2, 254).b(0) + list(2, 0), "Unexpected type attribute"},
         {i + s + list(3, 7, member(3, 1, "m", 1) + member(3, 32, "n", 1)), "Invalid member number"},
-        {pointer(2, 0), "INTERNAL ERROR: Type without its base type in I-code"},
+        {pointer(2, 0), "Type without a base:  TYPE_PKG::mk_ptr()"},
+        {i + f + csu(5, "s", "1") + list(5, 7, member(5, 1, "m", 2)),
+         "Unfinished type:  TYPE_PKG::append_mdata()"},
         {int_type(0), "INTERNAL ERROR: Type number 0 in I-code"},
         {i + s + list(3, 7, member(3, 1, "m", 0)),
-         "INTERNAL ERROR: List element without a type in I-code"},
+         "Element without a type:  TYPE_PKG::append_mdata()"},
         {i + s + list(3, 7, member(3, 0x7fffffff, "m", 1)),
-         "INTERNAL ERROR: Invalid member number in I-code"},
+         "Invalid member number:  TYPE_PKG::append_mdata()"},
         {i + s + list(3, 7, member(3, 1, "m", 3)),
          "INTERNAL ERROR: Class that holds itself in I-code"},
         {i + csu(5, "a", "1") + csu(6, "b", "100000000") +
@@ -269,9 +315,9 @@ TEST(Types, Faults) {
              list(6, 2, def(6, 29).u(5).s(0).b(0).b(0)),
          "INTERNAL ERROR: Class that holds itself in I-code"},
         {i + f + pointer(3, 2) + pointer(4, 3) + list(2, 0, def(2, 21).u(4).b(0).u(0).str("")),
-         "INTERNAL ERROR: Function type built on itself in I-code"},
+         "Type built on itself:  TYPE_PKG::type_frozen()"},
         {i + f + function(3, 1) + list(3, 0, def(3, 21).u(2).b(0).u(0).str("")) + list(2, 0),
-         "invalid forward reference"},
+         "Unfinished type:  TYPE_PKG::append_param()"},
     };
     for (const auto &c : cases) {
         const OUTCOME child = read_in_child(file_of(c.types).str());
@@ -297,11 +343,16 @@ TEST(Types, NestedDeeply) {
             types += list(t, 7, member(t, 1, "m", t - 1));
         return file_of(types).str();
     };
-    for (const auto &nested : {std::function<BYTES(std::uint32_t)>(pointers), {classes}}) {
-        EXPECT_EQ(read_in_child(nested(if_max_type_depth)).status, 0);
-        const OUTCOME child = read_in_child(nested(if_max_type_depth + 1));
+    struct {
+        std::function<BYTES(std::uint32_t)> nested;
+        const char *message;
+    } const cases[] = {{pointers, "Type nested too deeply"},
+                       {classes, "INTERNAL ERROR: Classes nested too deeply in I-code"}};
+    for (const auto &c : cases) {
+        EXPECT_EQ(read_in_child(c.nested(if_max_class_depth)).status, 0);
+        const OUTCOME child = read_in_child(c.nested(if_max_class_depth + 1));
         EXPECT_EQ(child.status, 1);
-        EXPECT_THAT(child.out, HasSubstr("INTERNAL ERROR: Type nested too deeply in I-code"));
+        EXPECT_THAT(child.out, HasSubstr(c.message));
     }
 }
 
