@@ -280,6 +280,8 @@ FUNCTION_COMPILER::REG FUNCTION_COMPILER::class_assignment(std::uint32_t i) {
     count_node(COST_other);
     count(COST_copied, units);
     REG from;
+    if (units > MACHINE::memory_units)
+        return fault("an assignment of more units than the memory has");
     if (op(source) == OP::SCON && type(source).kind == TYPE_KIND::array) {
         count_node(COST_other);
         std::string text(model_.text(node(source), IF_NODE::payload));

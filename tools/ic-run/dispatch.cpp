@@ -196,7 +196,6 @@ do_COPY:
     copy(R[p->a], R[p->b], p->imm);
     NEXT;
 do_COPYR:
-    if (R[p->c] > memory_units) trap("a copy of more units than the memory has");
     copy(R[p->a], R[p->b], R[p->c]);
     NEXT;
 do_GETU:
