@@ -30,54 +30,6 @@ std::array<TYPE *, 2> components(const TYPE *type) {
     default: return {};
     }
 }
-
-template <class ELEM, class Visit> void for_each_type(const ELEM *list, Visit visit) {
-    for (; list; list = list->next)
-        visit(list->type);
-}
-
-// All types that the records of a type and of its lists refer to; null ones too.
-template <class Visit> void for_each_reference(const TYPE *type, Visit visit) {
-    for (TYPE *component : components(type))
-        visit(component);
-    if (type->kind_ == TYPE::FUNCTION) for_each_type(type->sub.func.params, visit);
-    if (type->kind_ < TYPE::CLASS) return;
-    const CSU &csu = *type->sub.csu;
-    for_each_type(csu.bclasses, visit);
-    for_each_type(csu.ffriends, visit);
-    for_each_type(csu.cfriends, visit);
-    for_each_type(csu.ntypes, visit);
-    for_each_type(csu.mdata, visit);
-    for_each_type(csu.sdata, visit);
-    for_each_type(csu.mfuncs, visit);
-    for_each_type(csu.params, visit);
-}
-
-// Types that the source gives a name go into the file for its debugger's sake, used or not.
-void mark_named_types(const TYPE_PKG &pkg, bool all) {
-    if (!all) return;
-    for (TYPE *type : pkg.all_types())
-        if (type->kind_ == TYPE::TYPEDEF || type->kind_ >= TYPE::ENUM)
-            type->canonical()->refd = true;
-}
-
-// All that referenced types refer to is referenced, too.
-void mark_refed_types(const TYPE_PKG &pkg) {
-    std::vector<const TYPE *> work;
-    for (const TYPE *type : pkg.all_types())
-        if (type->refd) work.push_back(type);
-    while (!work.empty()) {
-        const TYPE *type = work.back();
-        work.pop_back();
-        for_each_reference(type, [&work](TYPE *used) {
-            if (!used) return;
-            used = used->canonical();
-            if (used->refd) return;
-            used->refd = true;
-            work.push_back(used);
-        });
-    }
-}
 } // namespace
 
 void I_FILE::if_reference_type(TYPE *type) {
@@ -102,8 +54,8 @@ void I_FILE::if_write_all_types(bool all) {
     if (!tp_) return;
     const std::uint32_t position = if_tell();
     if_mark_global_types();
-    mark_named_types(*tp_, all);
-    mark_refed_types(*tp_);
+    TYPE::mark_named_types(root_type, all);
+    TYPE::mark_refed_types(root_type);
     write_all_csu_types();
     write_type_tree();
     if (if_tell() == position) return;

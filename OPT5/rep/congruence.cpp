@@ -105,7 +105,7 @@ bool is_promoted_argument(const NODE *variable, const NODE *conversion) {
     const NODE *argument = conversion->left;
     if (argument->op != OP::NAME) return false;
     const SYMTAB *to = variable->u.name.sym, *from = argument->u.name.sym;
-    return to->level == 2 && from->level == 1 && to->type->is_const() && !to->type->is_volatile() &&
+    return to->level == 2 && from->level == 1 && symbol_is_immutable(to) &&
            std::strcmp(to->name, from->name) == 0;
 }
 

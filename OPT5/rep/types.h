@@ -230,6 +230,11 @@ public:
     // Ends the run when no more may be added to the type; `where` is the end of the message.
     void check_nfrozen(const char *where) const;
     void dump_based_list(std::FILE *stream) const; // the types built on this one, in uid order
+
+    // --- a writer's marks, on the canonical types of those built on the root
+    // Types that the source gives a name: with `all` they are referenced, whoever uses them.
+    static void mark_named_types(const TYPE *root, bool all);
+    static void mark_refed_types(const TYPE *root); // what referenced types refer to is referenced
 };
 
 extern TYPE_PKG *tp;      // the current package
@@ -242,21 +247,45 @@ bool compatible_types(TYPE *a, TYPE *b, bool loose = false);
 bool equiv_mtypes(TYPE *a, TYPE *b);
 bool is_same_sign(const TYPE *a, const TYPE *b);
 bool mdata_equal(const fkMDATA *a, const fkMDATA *b); // of whole lists
+// Makes `type` an equivalent of an earlier type when both say the same, though they were defined
+// apart as the translation units of a merged file define them; true if they are equivalent then.
+// Classes and enums must have one name, and members or enumerators that agree.
+bool merge_types(TYPE *earlier, TYPE *type);
+// Types in the order in which they were defined, which is the order to ask for them.
+class EARLIER_TYPES {
+public:
+    // Merges the type with the first one asked for before that says the same, which it gives.
+    // Without one it gives null, and keeps the type for those to come.
+    TYPE *find_equivalent_type(TYPE *type);
+
+private:
+    boost::unordered_map<std::string, std::vector<TYPE *>> types; // looked up, never walked
+};
 
 // --- the optimizer's conversions and questions
 TYPE *promoted_type(TYPE *type);
 TYPE *combined_type_for_types(TYPE *a, TYPE *b);
 TYPE *combined_type(NODE *a, NODE *b);
 NODE *coerce_to_type(TYPE *type, NODE *tree);
+// The value of a tree of pointer type as a pointer of another type and the same size. The cast goes
+// below additions, effects and choices to where the pointer comes from; a cast that was there gives
+// way. Takes over the tree and gives the one in its place.
+NODE *push_down_pointer_cast(TYPE *type, NODE *tree);
+// The integer in which an index is scaled before it is added to the pointer: of the pointer's size
+// and the index's sign. Null when the target has none.
+TYPE *type_for_PMCONV(TYPE *pointer, TYPE *index);
+// The type of `op` on operands of these types; right is null for an operator with one. Null for an
+// operator whose type does not follow from its operands, and for operands that it cannot have.
+TYPE *operator_type_for_operand_types(int op, TYPE *left, TYPE *right);
+// Gives a NAME, UMULT, STDOT or STREF the type of what it stands for, where this differs in its
+// qualifiers alone: a member has those of its object too. Other nodes are left as they are.
+void fix_type_info(NODE *lvalue);
 TYPE *normalized_underlying_type(TYPE *type); // of an enum; other types: their normalized form
 TYPE *essential_type(TYPE *type);             // normalized, without qualifiers
 TYPE *next_wider_type(TYPE *type);            // same sign; null when there is none
 TYPE *wide_enough_int_type(std::uint32_t bits, bool is_signed); // null when there is none
 TYPE *type_of_nth_parameter(const TYPE *function, int n);       // n from 0; null when there is none
 bool value_fits_in_type(const INT65 &value, const TYPE *type);
-INT65 type_mask(const TYPE *type);
-INT65 int_type_max(const TYPE *type);
-INT65 int_type_min(const TYPE *type);
 bool is_field_member_of_type(const fkMDATA *member, const TYPE *csu);
 bool csu_type_has_only_simple_scalar_members(const TYPE *csu);
 bool is_type_component_of_type(TYPE *part, TYPE *whole);
@@ -264,6 +293,16 @@ bool type_is_contained_in_type(TYPE *part, TYPE *whole);
 bool types_contained_in_union(TYPE *a, TYPE *b, TYPE *whole);
 bool type_may_alias_type(TYPE *a, TYPE *b);
 bool type_may_contain_volatile(const TYPE *type);
+
+// --- what cannot change once it is initialized: objects defined const, which neither the hardware
+// nor a C++ constructor writes to. A pointer to const says nothing about what it points at.
+bool symbol_is_immutable(const SYMTAB *sym);
+// The bits from `offset` on alone: other members of the object may be volatile.
+bool bits_of_var_are_immutable(const SYMTAB *sym, std::uint32_t offset, std::uint32_t bits);
+bool lvalue_is_immutable(const NODE *lvalue);
+// True if an access to the member cannot become one to the memory at its address: it is a bit-field
+// or volatile, or its object lies where pointers to it do not lead.
+bool must_preserve_STDOT(const NODE *tree);
 
 // --- sizes of this target (type_pkg*.cpp)
 void init_types(); // makes the complex forms of the basic types of `tp`, then sets the two below

@@ -177,14 +177,3 @@ bool equiv_mtypes(TYPE *a, TYPE *b) {
 bool is_same_sign(const TYPE *a, const TYPE *b) {
     return a->is_unsigned() == b->is_unsigned();
 }
-
-bool mdata_equal(const fkMDATA *a, const fkMDATA *b) {
-    for (; a && b; a = a->next, b = b->next)
-        if (a->index != b->index || a->offset != b->offset || a->width != b->width ||
-            a->is_bitfield != b->is_bitfield || a->flag1 != b->flag1 || a->flag2 != b->flag2 ||
-            a->flag3 != b->flag3 || a->flags != b->flags || a->field_type_id != b->field_type_id ||
-            !same_text(a->name, b->name) || !a->type || !b->type ||
-            a->type->canonical() != b->type->canonical())
-            return false;
-    return !a && !b;
-}
