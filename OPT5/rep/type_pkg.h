@@ -97,7 +97,8 @@ public:
     static constexpr const char *fake_name_prefix = "$$fake";
     static bool is_fake_name(std::string_view name);    // stands in for a missing one
     static const char *fix_fake_name(const char *name); // as it is printed
-    static bool demangle_type_name(std::string_view name); // true: it is an encoded C++ name
+    // Whether it is an encoded C++ name, and what the class is called within the classes around it.
+    static bool demangle_type_name(std::string_view name, std::string *own_name = nullptr);
 
     // --- statistics and dumps
     struct DB_STATS {

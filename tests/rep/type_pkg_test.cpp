@@ -441,6 +441,38 @@ TEST_F(TypePackage, ClassesWithoutANameGetOne) {
         EXPECT_STREQ(TYPE_PKG::fix_fake_name(c.name), c.printed);
 }
 
+TEST(TypeNames, AreDecoded) {
+    const struct {
+        const char *name, *own; // null: not encoded
+    } cases[] = {
+        {"_3foo", "foo"},
+        {"_Q2_3foo4barr", "barr"},
+        {"_Q1_3foo", "foo"},
+        {"_3foo__tm__2_i", "foo"},
+        {"_Q3_1a1b1c__x", "c"},
+        {"_12abcdefghijkl", "abcdefghijkl"},
+        {"_3:ab", "ab"},
+        {"", nullptr},
+        {"_", nullptr},
+        {"foo", nullptr},
+        {"_foo", nullptr},
+        {"3foo", nullptr}, // the first character does not count
+        {"_4foo", nullptr},
+        {"_3fooo", nullptr},
+        {"_0", nullptr},
+        {"_Q0_", nullptr},
+        {"_Q2_3foo", nullptr},
+        {"_Q3foo", nullptr},
+        {"_99999999999999999999a", nullptr},
+    };
+    for (const auto &c : cases) {
+        std::string own = "kept";
+        EXPECT_EQ(TYPE_PKG::demangle_type_name(c.name, &own), c.own != nullptr) << c.name;
+        EXPECT_EQ(own, c.own ? c.own : "kept") << c.name;
+        EXPECT_EQ(TYPE_PKG::demangle_type_name(c.name), c.own != nullptr) << c.name;
+    }
+}
+
 // --- registry
 
 TEST_F(TypeRegistry, EveryTypeHasABase) {
