@@ -451,6 +451,7 @@ private:
     void i_settle_late_classes(); // no type record follows
     void reopen_class(std::uint32_t number, TYPE *csu);
     void check_class_nesting(TYPE *csu);
+    TYPE *class_within(TYPE *type);
 
     // --- writing
     void i_drain(); // the output buffer into the stream
@@ -491,6 +492,7 @@ private:
     std::vector<TYPE *> unchecked_classes_;
     std::unordered_map<const TYPE *, unsigned> class_depths_; // 0 while being visited
     std::unordered_set<const TYPE *> held_incomplete_; // parts of checked classes, lists to come
+    std::unordered_map<const TYPE *, TYPE *> held_classes_; // of arrays, typedefs, qualified types
 
     // Name table: texts live until the end of the program, since positions refer to them.
     std::vector<const char *> file_names_; // number - 1

@@ -291,18 +291,34 @@ void I_FILE::reopen_class(std::uint32_t number, TYPE *csu) {
     unchecked_classes_.push_back(csu);
 }
 
-// The class that an object of this type holds by value, or null.
-static TYPE *class_within(TYPE *type) {
-    for (;;)
+// The class that an object of this type holds by value, or null. Answers are kept for each layer of
+// derivation, since many members may be of types that are derived alike.
+TYPE *I_FILE::class_within(TYPE *type) {
+    std::vector<const TYPE *> layers;
+    TYPE *held = nullptr;
+    for (bool found = false; !found;) {
+        TYPE *below = nullptr;
         switch (type->kind_) {
-        case TYPE::QUALIFIED: type = type->sub.qualified.base; break;
-        case TYPE::TYPEDEF: type = type->sub.typedef_.base; break;
-        case TYPE::ARRAY: type = type->sub.array.elem; break;
-        case TYPE::CLASS:
-        case TYPE::STRUCT:
-        case TYPE::UNION: return type;
-        default: return nullptr;
+        case TYPE::QUALIFIED: below = type->sub.qualified.base; break;
+        case TYPE::TYPEDEF: below = type->sub.typedef_.base; break;
+        case TYPE::ARRAY: below = type->sub.array.elem; break;
+        default:
+            if (type->kind_ >= TYPE::CLASS) held = type;
+            found = true;
+            continue;
         }
+        const auto known = held_classes_.find(type);
+        if (known != held_classes_.end()) {
+            held = known->second;
+            found = true;
+        } else {
+            layers.push_back(type);
+            type = below;
+        }
+    }
+    for (const TYPE *layer : layers)
+        held_classes_.emplace(layer, held);
+    return held;
 }
 
 // Exit 1 when a class holds itself, or classes hold classes too deeply.

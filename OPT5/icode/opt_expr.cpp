@@ -179,7 +179,8 @@ void BASE_NODE::mk_scon(std::string_view bytes) {
 }
 
 void BASE_NODE::mk_label(std::uint32_t number) {
-    payload(this).label = {nullptr, static_cast<std::int32_t>(number), 0};
+    payload(this).label.lbl = nullptr;
+    payload(this).label.index = static_cast<std::int32_t>(number);
 }
 
 // Trees hold no virtual registers.
