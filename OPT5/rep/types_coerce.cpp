@@ -12,9 +12,11 @@ NODE *convert(int op, NODE *tree, TYPE *type) {
     return maketree(op, tree, nullptr, type->normalized(), tree->scope);
 }
 
-// The integer that holds an address.
-TYPE *address_int() {
-    return tp->basic_int(TYPE::USHORT)->normalized();
+// The integer that holds an address of this type.
+TYPE *address_int(const TYPE *address) {
+    TYPE *type = wide_enough_int_type(address->size(), false);
+    OPTASSERT(type);
+    return type;
 }
 
 NODE *coerce_vector(TYPE *to, NODE *tree) {
@@ -31,7 +33,7 @@ NODE *coerce_to_address(TYPE *to, NODE *tree) {
         tree = maketree(OP::UAND, tree, nullptr, tp->mk_ptr(from), tree->scope);
         if (equiv_mtypes(to, tree->type)) return tree;
     } else if (!is_address(from) && !from->is_int_or_enum()) {
-        tree = coerce_to_type(address_int(), tree);
+        tree = coerce_to_type(address_int(to), tree);
     }
     return convert(OP::PCONV, tree, to);
 }
@@ -45,12 +47,15 @@ NODE *coerce_to_type(TYPE *type, NODE *tree) {
     if (is_address(to)) return coerce_to_address(to, tree);
     if (!to->is_arithmetic()) return tree; // nothing converts to void, classes and the like
     if (tree->op == OP::ICON && to->is_integer()) {
-        NODE *constant = mk_ICON(tree->u.lval, to->normalized());
+        INT65 value = tree->u.lval;
+        if (is_address(from)) value = truncate_to_type(value, address_int(from));
+        if (to->is_bool() && !from->is_bool()) value = !value.is_zero();
+        NODE *constant = mk_ICON(value, to->normalized());
         constant->scope = tree->scope;
         erase_tree(tree);
         return constant;
     }
-    if (is_address(from)) return coerce_to_type(to, convert(OP::PCONV, tree, address_int()));
+    if (is_address(from)) return coerce_to_type(to, convert(OP::PCONV, tree, address_int(from)));
     OPTASSERT(from->is_arithmetic());
     return convert(OP::SCONV, tree, to);
 }

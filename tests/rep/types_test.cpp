@@ -44,6 +44,7 @@ protected:
         for (const char *to :
              {"int", "uint", "long", "short", "char", "float", "INT", "const int", "void*", "LONG"})
             types[std::string(to) + "*"] = tp->mk_ptr(T(to));
+        types["wide*"] = tp->mk_ptr(T("int"), 32, 32);
         types["int&"] = tp->mk_ref(T("int"), 16, 16);
         types["int*r"] = tp->mk_qual(T("int*"), TQ_restrict);
         types["int[3]"] = tp->mk_array(T("int"), 3);
@@ -688,6 +689,8 @@ TEST_F(Types, Coercions) {
         {"int*", "int", {OP::SCONV, OP::PCONV}, "int"},
         {"int*", "ushort", {OP::PCONV}, "uchar"},
         {"int*", "float", {OP::SCONV, OP::PCONV}, "float"},
+        {"wide*", "int", {OP::SCONV, OP::PCONV}, "int"},
+        {"wide*", "uint", {OP::PCONV}, "uint"},
         {"int[3]", "int*", {OP::PCONV, OP::UAND}, "int*"},
         {"int(int)", "int(*)(int)", {OP::UAND}, "int(*)(int)"},
         {"int v4", "float v4", {OP::VSCONV}, "float v4"},
@@ -717,10 +720,15 @@ TEST_F(Types, ConstantsAreCoercedInPlace) {
         {-1, "int", "uint", 4294967295}, {-1, "int", "ushort", 65535},
         {65535, "uint", "short", -1},    {40000, "int", "UE", 40000},
         {-2, "short", "int", -2},        {4294967295, "uint", "int", -1},
+        {-2, "int*", "int", 65534},      {65534, "int*", "uint", 65534},
+        {-2, "int*", "short", -2},       {-2, "int&", "ulong", 65534},
+        {2, "int", "bool", 1},           {0, "uint", "bool", 0},
+        {-4, "int*", "bool", 1},         {65536, "uint", "bool", 1},
     };
     for (const auto &c : cases) {
-        LS *scope = reinterpret_cast<LS *>(&types); // is handed on, never looked at
-        NODE *constant = mk_ICON(c.from, T(c.type));
+        LS *scope = reinterpret_cast<LS *>(&types);     // is handed on, never looked at
+        NODE *constant = new_node(OP::ICON, T(c.type)); // a constant address keeps its type
+        constant->u.lval = c.from;
         constant->scope = scope;
         NODE *tree = coerce_to_type(T(c.to), constant);
         EXPECT_EQ(tree->scope, scope);
