@@ -69,6 +69,18 @@ TEST_P(Road, ValidatorsHaveNothingToSay) {
     }
 }
 
+TEST_P(Road, OptimizedProgramsDoTheSame) {
+    if (GetParam().find("/examples/") == std::string::npos) GTEST_SKIP() << "has no main";
+    const TOOL_RESULT before = run_tool({"ic-run", input}, scratch);
+    EXPECT_EQ(before.exit_code, 0) << before.err;
+    EXPECT_FALSE(before.out.empty());
+    for (const std::string level : levels) {
+        const TOOL_RESULT after = run_tool({"ic-run", optimize(level, input, "run.ic")}, scratch);
+        EXPECT_EQ(after.exit_code, before.exit_code) << "level " << level << "\n" << after.err;
+        EXPECT_EQ(after.out, before.out) << "level " << level;
+    }
+}
+
 TEST_P(Road, TwoRunsGiveTheSameBytes) {
     for (const std::string level : levels) {
         const std::string first = read_file(optimize(level, input, "same.ic"));
