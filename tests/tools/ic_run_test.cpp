@@ -353,6 +353,10 @@ TEST_F(IcRun, ArgumentsReachMain) {
         EXPECT_EQ(result.exit_code, 4) << result.err;
         EXPECT_EQ(result.out, "1<one>2<>3<--check>");
     }
+    EXPECT_EQ(run({make("int main(n, v) int n; char **v; { return n * 10 + (v[1][0] == 'x'); }"),
+                   "--", "x"})
+                  .exit_code,
+              21);
 }
 
 TEST_F(IcRun, FilesAreLinkedByName) {

@@ -162,6 +162,7 @@ void FUNCTION_COMPILER::place_locals() {
             if (local.type->align > 1) argument = (argument + 1) & ~std::uint64_t{1};
             local.offset = static_cast<std::uint32_t>(argument);
             argument = std::min(most_units, argument + local.type->units);
+            if (!function_.prototyped) function_.params.push_back(shape_of(*local.type));
             continue;
         }
         local.offset = frame_room(local.type->units, local.type->align);

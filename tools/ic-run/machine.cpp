@@ -114,8 +114,7 @@ std::string MACHINE::load_string(std::uint32_t address) {
 }
 
 void MACHINE::copy(std::uint32_t to, std::uint32_t from, std::uint32_t units) {
-    if (units > memory_units)
-        throw RUN_ERROR{RF_trap, "a copy of more units than the memory has"};
+    if (units > memory_units) throw RUN_ERROR{RF_trap, "a copy of more units than the memory has"};
     to &= address_mask;
     from &= address_mask;
     if (checking) {
