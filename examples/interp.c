@@ -6,13 +6,13 @@ enum opcode { PUSH, ADD, SUB, MUL, DUP, SWAP, OVER, DROP, LOAD, STORE, JUMP, JZ,
 static const int program[] = {
     /* n = 10; a = 0; b = 1; while (n) { print a; t = a + b; a = b; b = t; n = n - 1; } */
     PUSH, 10, STORE, 0, PUSH, 0, STORE, 1, PUSH, 1, STORE, 2,
-    LOAD, 0, JZ, 40,
+    LOAD, 0, JZ, 42,
     LOAD, 1, PRINT,
     LOAD, 1, LOAD, 2, ADD,
     LOAD, 2, STORE, 1, STORE, 2,
     LOAD, 0, PUSH, 1, SUB, STORE, 0,
     JUMP, 12, DROP, DROP, DROP,
-    /* 40: */ LOAD, 2, DUP, MUL, PRINT, HALT,
+    /* 42: */ LOAD, 2, DUP, MUL, PRINT, HALT,
 };
 
 static int run(const int *code) {
