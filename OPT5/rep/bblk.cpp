@@ -8,6 +8,7 @@
 #include <utility>
 
 void (*clear_points_to_hook)();
+void (*refresh_profile_hook)();
 
 SLAB_POOL<BBLK> block_pool;
 SLAB_POOL<EDGE> edge_pool;
@@ -36,14 +37,6 @@ struct ORDER {
 };
 constexpr ORDER depth_first{&BBLK::dflink, &BBLK::rdflink};
 constexpr ORDER creation{&BBLK::uolink, &BBLK::ruolink};
-
-void find_positions(BBLK *bb) {
-    for (const LIST *cell = bb->statements; cell; cell = cell->rest) {
-        if (!cell->psn) continue;
-        if (!bb->psn_first) bb->psn_first = cell->psn;
-        bb->psn_last = cell->psn;
-    }
-}
 
 // Whether control leaves the function at this block. The exit block stays when nothing leads to it.
 bool block_ends_function(const BBLK *bb) {
@@ -77,6 +70,13 @@ BBLK *insert_new_bb(int uon, BBLK *after, LIST *statements) {
     return bb;
 }
 
+BBLK *first_created() {
+    BBLK *bb = currfuninfo->bb_list;
+    while (bb->ruolink)
+        bb = bb->ruolink;
+    return bb;
+}
+
 void renumber_bblocks() {
     int dfn = 0, uon = 0;
     bool ends = false;
@@ -86,7 +86,7 @@ void renumber_bblocks() {
         bb->rdflink = before;
         ends |= block_ends_function(bb);
     }
-    for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->uolink)
+    for (BBLK *bb = first_created(); bb; bb = bb->uolink)
         bb->uon = ++uon;
     currfuninfo->bb_count = dfn;
     number_labels();
@@ -162,6 +162,15 @@ std::vector<BBLK *> handler_blocks(const FUNINFO *funinfo) {
 }
 
 // --- statements
+
+void find_positions(BBLK *bb) {
+    bb->psn_first = bb->psn_last = nullptr;
+    for (const LIST *cell = bb->statements; cell; cell = cell->rest) {
+        if (!cell->psn) continue;
+        if (!bb->psn_first) bb->psn_first = cell->psn;
+        bb->psn_last = cell->psn;
+    }
+}
 
 bool tree_is_arg_prolog(const NODE *stmt) {
     if (stmt->op == OP::PCOMMA) return true;

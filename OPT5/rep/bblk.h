@@ -79,6 +79,9 @@ void erase_all_bblocks(); // empties the pools of blocks, edges and labels, whoe
 std::vector<BBLK *> handler_blocks(const FUNINFO *funinfo);
 // The target that splitting an edge or renumbering the blocks invalidates; may be null.
 extern void (*clear_points_to_hook)();
+// Brings the profile annotation up to date with edges and blocks that rebuildcfg has just made anew;
+// may be null.
+extern void (*refresh_profile_hook)();
 // How the low-level form takes part in splitting the edge from `from` to `to` with `middle`: puts a
 // branch to `to` into `middle`, retargets the last instruction of `from` and the phi inputs of `to`.
 // Null while no function is ever in that form.
@@ -105,6 +108,7 @@ bool edge_memberp(const BBLK *bb, const EDGE *list);
 int edge_length(const EDGE *list);
 void fixup_edge_lists(BBLK *bb, NODE *tree);
 EDGE *list_branch_targets(NODE *tree, EDGE *list);
+void point_label(NODE *label, BBLK *to); // makes a LABEL one of the block
 void remap_labelrefs(NODE *tree, BBLK *from, BBLK *to);
 void subst_bb_for_bb_in_stmts(BBLK *to, BBLK *from, LIST *stmts);
 // Puts a new block on the edge, which must exist, and returns it.
@@ -114,6 +118,9 @@ BBLK *split_cfg_edge(BBLK *from, BBLK *to);
 void split_critical_edges(bool flag);
 
 // --- tidying
+// Constant conditions, empty blocks, branches to branches, straight lines; on demand equal tails and
+// SWITCH statements; ends with rebuildcfg. While a loop hierarchy stands, whose records name blocks,
+// or a block is in low-level form, it checks that no QUEST is left and changes nothing.
 void simpcfg(bool cross_jump, bool clean_switches);
 void do_early_cross_jumping();
 void optimize_SWITCH_cases();
@@ -122,6 +129,7 @@ void simpcfg_dump_counts();
 // --- statements
 bool tree_is_arg_prolog(const NODE *stmt); // PCOMMA, or the ASG of a single parameter
 bool op_ends_block(int op);
+void find_positions(BBLK *bb); // psn_first and psn_last anew from the statements
 LIST *last_cell(LIST *list);
 NODE *last_statement(const BBLK *bb); // null for an empty list
 

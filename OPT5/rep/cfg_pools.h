@@ -13,6 +13,9 @@ inline void dominators_are_stale() {
     if (currfuninfo) currfuninfo->dominator_is_stale = true;
 }
 
+// The first block of the current function in the order of creation.
+BBLK *first_created();
+
 // Ends the run with what is wrong with a label of the current function.
 [[noreturn]] void bad_label(long number, const char *what);
 

@@ -220,12 +220,15 @@ void fixup_edge_lists(BBLK *bb, NODE *tree) {
     bb->successors = targets;
 }
 
+void point_label(NODE *label, BBLK *to) {
+    if (!to->label) to->label = mklabel(0, nullptr, to);
+    label->u.label.lbl = to->label;
+    label->u.label.index = to->label->index;
+}
+
 void remap_labelrefs(NODE *tree, BBLK *from, BBLK *to) {
     for_each_target(tree, [&](NODE *label) {
-        if (label_block(label) != from) return;
-        if (!to->label) to->label = mklabel(0, nullptr, to);
-        label->u.label.lbl = to->label;
-        label->u.label.index = to->label->index;
+        if (label_block(label) == from) point_label(label, to);
     });
 }
 
@@ -236,47 +239,96 @@ void subst_bb_for_bb_in_stmts(BBLK *to, BBLK *from, LIST *stmts) {
 
 // --- splitting
 
-// `out` and `in` are the two cells of the edge.
-static BBLK *split_edge(EDGE *in, EDGE *out) {
-    BBLK *from = in->bb, *to = out->bb;
-    BBLK *middle = insert_new_bb(-1, from, nullptr);
+namespace {
+// Edges of one function that are being split. The work is done by the target first and then by the
+// source, so that a block with many edges is gone through once, however many of them are split.
+class SPLITTER {
+public:
+    BBLK *enter(EDGE *in, BBLK *to);
+    void finish();
+    bool any() const { return !splits.empty(); }
+
+private:
+    struct SPLIT {
+        BBLK *from, *to, *middle;
+    };
+    BBLK *middle_to(const BBLK *to) const;
+    void lead_through(BBLK *from);
+
+    std::vector<SPLIT> splits;
+    std::unordered_map<const BBLK *, BBLK *> middles; // of one source: new blocks by target
+};
+
+BBLK *SPLITTER::middle_to(const BBLK *to) const {
+    const auto it = middles.find(to);
+    return it == middles.end() ? nullptr : it->second;
+}
+
+// The new block on the edge to `to` that `in` stands for, which it now leads from.
+BBLK *SPLITTER::enter(EDGE *in, BBLK *to) {
+    BBLK *from = in->bb, *middle = insert_new_bb(-1, from, nullptr);
     if (from->lir_head) {
         OPTASSERT(split_lir_edge_hook);
         split_lir_edge_hook(from, middle, to);
     } else {
         middle->statements = mkelist(mk_BRANCH(to, nullptr), nullptr, nullptr);
-        remap_labelrefs(last_statement(from), to, middle);
     }
-    middle->predecessors = mkedge(from, nullptr, out->freq);
-    middle->successors = mkedge(to, nullptr, out->freq);
-    out->bb = middle;
+    middle->predecessors = mkedge(from, nullptr, in->freq);
+    middle->successors = mkedge(to, nullptr, in->freq);
     in->bb = middle;
+    splits.push_back({from, to, middle});
     return middle;
 }
 
-BBLK *split_cfg_edge(BBLK *from, BBLK *to) {
-    EDGE *in = find_edge(from, to->predecessors), *out = find_edge(to, from->successors);
-    OPTASSERT(in && out);
-    return split_edge(in, out);
+// Edges and labels of the source.
+void SPLITTER::lead_through(BBLK *from) {
+    if (!from->lir_head)
+        for_each_target(last_statement(from), [this](NODE *label) {
+            if (BBLK *middle = middle_to(label_block(label))) point_label(label, middle);
+        });
+    for (EDGE *out = from->successors; out; out = out->next) {
+        BBLK *middle = middle_to(out->bb);
+        if (!middle) continue;
+        middle->predecessors->freq = middle->successors->freq = out->freq;
+        out->bb = middle;
+    }
 }
 
-// Goes by the targets, so that a block with many predecessors is looked through once. An exception
-// that comes to a handler counts as a predecessor.
+void SPLITTER::finish() {
+    std::stable_sort(splits.begin(), splits.end(), [](const SPLIT &a, const SPLIT &b) {
+        return a.from->serial < b.from->serial;
+    });
+    for (std::size_t i = 0; i < splits.size();) {
+        BBLK *from = splits[i].from;
+        middles.clear();
+        for (; i < splits.size() && splits[i].from == from; ++i)
+            middles.emplace(splits[i].to, splits[i].middle);
+        lead_through(from);
+    }
+}
+} // namespace
+
+BBLK *split_cfg_edge(BBLK *from, BBLK *to) {
+    EDGE *in = find_edge(from, to->predecessors);
+    OPTASSERT(in && edge_memberp(to, from->successors));
+    SPLITTER splitter;
+    BBLK *middle = splitter.enter(in, to);
+    splitter.finish();
+    return middle;
+}
+
+// An exception that comes to a handler counts as a predecessor.
 void split_critical_edges(bool flag) {
     std::vector<bool> is_handler(currfuninfo->blocks.size(), false);
     for (const BBLK *bb : handler_blocks(currfuninfo))
         is_handler[bb->serial] = true;
-    bool any = false;
+    SPLITTER splitter;
     for (BBLK *to = currfuninfo->bb_list; to; to = to->dflink) {
         const bool is_root = to->serial < is_handler.size() && is_handler[to->serial];
         if (!has_several(to->predecessors) && !is_root) continue;
-        for (EDGE *in = to->predecessors; in; in = in->next) {
-            if (!has_several(in->bb->successors)) continue;
-            EDGE *out = find_edge(to, in->bb->successors);
-            OPTASSERT(out);
-            split_edge(in, out);
-            any = true;
-        }
+        for (EDGE *in = to->predecessors; in; in = in->next)
+            if (has_several(in->bb->successors)) splitter.enter(in, to);
     }
-    if (any && flag) renumber_bblocks();
+    splitter.finish();
+    if (splitter.any() && flag) renumber_bblocks();
 }

@@ -13,13 +13,6 @@
 #include <algorithm>
 
 namespace {
-BBLK *first_created() {
-    BBLK *bb = currfuninfo->bb_list;
-    while (bb->ruolink)
-        bb = bb->ruolink;
-    return bb;
-}
-
 void forget_order() {
     for (BBLK *bb = first_created(); bb; bb = bb->uolink) {
         bb->predecessors = erase_edge_list(bb->predecessors);
@@ -126,11 +119,13 @@ void number_blocks() {
     currfuninfo->bb_count = dfn;
 }
 
+// Without a prolog, as in low-level form, the copy of the last one stays.
 void copy_prolog() {
-    NODE *&copy = currfuninfo->prolog_copy;
-    if (copy) copy = erase_tree(copy);
     const LIST *first = currfuninfo->bb_list->statements;
-    if (first && tree_is_arg_prolog(first->first)) copy = copy_tree(first->first, true);
+    if (!first || !tree_is_arg_prolog(first->first)) return;
+    NODE *&copy = currfuninfo->prolog_copy;
+    if (copy) erase_tree(copy);
+    copy = copy_tree(first->first, true);
 }
 } // namespace
 
@@ -147,5 +142,6 @@ void rebuildcfg() {
     number_blocks();
     number_labels();
     copy_prolog();
+    if (refresh_profile_hook) refresh_profile_hook();
     dominators_are_stale();
 }

@@ -187,7 +187,7 @@ struct FUNINFO {
     std::vector<BBLK *> blocks;  // by serial number, null for an erased one; owned
     std::vector<LBL *> labels;   // all that were made for the body, of erased blocks too; owned
     int bb_count = 0;
-    NODE *prolog_copy = nullptr; // the argument prolog as the last rebuildcfg saw it; owned
+    NODE *prolog_copy = nullptr; // the argument prolog as a rebuildcfg saw it last; owned
     Dominator *dominator = nullptr; // owned; stale ones are rebuilt on demand
     bool dominator_is_stale = true;
     SYMTAB *symbols = nullptr;   // the function's symbols of all levels but 0, newest first

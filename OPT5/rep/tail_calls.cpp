@@ -243,7 +243,7 @@ BBLK *TAIL_CALLS::block_after_prolog() const {
     if (rest->first->op == OP::BRANCH) return label_block(rest->first->left);
     BBLK *body = insert_new_bb(-1, entry, rest);
     prolog->rest = mkelist(mk_BRANCH(body, nullptr), nullptr, nullptr);
-    entry->psn_first = entry->psn_last = prolog->psn;
+    find_positions(entry);
     return body;
 }
 
@@ -304,6 +304,7 @@ void TAIL_CALLS::remove() {
         LIST *replacement = jump_instead(call, target, psn);
         erase_tree_list(*link);
         *link = replacement;
+        find_positions(bb);
         if (write_opt_info && finfo)
             std::fprintf(finfo, "\n  ===> Tail recursive self-call removed at line %ld: %s\n\n",
                          psn ? long{psn->line} : 0L, currfuninfo->name.c_str());

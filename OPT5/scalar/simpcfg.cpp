@@ -52,12 +52,6 @@ LIST *branch_cell(const BBLK *bb) {
     return last && last->first && op_ends_block(last->first->op) ? last : nullptr;
 }
 
-void point_label(NODE *label, BBLK *to) {
-    if (!to->label) to->label = mklabel(0, nullptr, to);
-    label->u.label.lbl = to->label;
-    label->u.label.index = to->label->index;
-}
-
 NODE *take_branch(LIST *cell, NODE *replacement) {
     NODE *const branch = cell->first;
     NODE *const value = branch->op == OP::BRANCH ? nullptr : branch->left;

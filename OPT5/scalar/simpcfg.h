@@ -21,8 +21,6 @@ extern SIMPCFG_COUNTS simpcfg_counts;
 std::vector<bool> root_blocks();
 // The cell of the block's final branch; null for a block without one.
 LIST *branch_cell(const BBLK *bb);
-// A LABEL of a branch is made to lead to the block.
-void point_label(NODE *label, BBLK *to);
 // Puts another statement into a branch's cell. What remains of the branch is the value that it
 // decided on, which the caller owns; null for a BRANCH.
 NODE *take_branch(LIST *cell, NODE *replacement);

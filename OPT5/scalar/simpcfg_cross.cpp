@@ -100,6 +100,7 @@ public:
 
 private:
     CELLS &cells_of(BBLK *bb);
+    void mark_edited(const BBLK *bb);
     const NODE *tail_of(BBLK *bb);
     template <class Key> std::vector<GROUP> equal_groups(const GROUP &blocks, Key key);
     std::vector<GROUP> groups_by_tail(const GROUP &blocks);
@@ -121,6 +122,7 @@ private:
         bool all_ways; // and no other way leads there
     };
     std::vector<TASK> work;
+    std::vector<bool> edited; // by serial: blocks that gave statements away or took some
     bool changed = false;
 };
 
@@ -170,8 +172,14 @@ std::vector<GROUP> CROSS_JUMPER::groups_by_tail(const GROUP &blocks) {
     return equal_groups(blocks, [this](BBLK *bb) { return tail_of(bb); });
 }
 
+void CROSS_JUMPER::mark_edited(const BBLK *bb) {
+    if (bb->serial >= edited.size()) edited.resize(bb->serial + 1);
+    edited[bb->serial] = true;
+}
+
 // Takes the statement before the branch out of a block.
 LIST *CROSS_JUMPER::detach_tail(BBLK *bb) {
+    mark_edited(bb);
     CELLS &list = cells_of(bb);
     LIST *const branch = list.back(), *const tail = list[list.size() - 2];
     list.pop_back();
@@ -224,6 +232,7 @@ void CROSS_JUMPER::share_before(BBLK *successor, const GROUP &group, bool all_wa
         tail->rest = successor->statements;
         successor->statements = tail;
         list.push_front(tail);
+        mark_edited(successor);
         groups = groups_by_tail(group);
     }
     for (const GROUP &alike : groups)
@@ -284,6 +293,8 @@ bool CROSS_JUMPER::run() {
         work.pop_back();
         share_before(task.successor, task.group, task.all_ways);
     }
+    for (std::size_t serial = 0; serial < edited.size(); ++serial)
+        if (edited[serial]) find_positions(currfuninfo->blocks[serial]);
     return changed;
 }
 } // namespace

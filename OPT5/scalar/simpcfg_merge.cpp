@@ -38,8 +38,6 @@ LIST *MERGER::append(BBLK *bb, LIST *branch, BBLK *next) {
     erase_edge_list(bb->successors);
     bb->successors = next->successors;
     next->successors = nullptr;
-    if (!bb->psn_first) bb->psn_first = next->psn_first;
-    if (next->psn_last) bb->psn_last = next->psn_last;
     bb->dFreqOut = next->dFreqOut;
     return last_cell(branch);
 }
@@ -48,11 +46,14 @@ void MERGER::run() {
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
         if (is_gone[bb->serial]) continue;
         LIST *branch = branch_cell(bb);
+        bool grown = false;
         while (BBLK *next = next_in_line(bb, branch)) {
             is_gone[next->serial] = true;
             branch = append(bb, branch, next);
             ++simpcfg_counts.merged;
+            grown = true;
         }
+        if (grown) find_positions(bb);
     }
 }
 } // namespace

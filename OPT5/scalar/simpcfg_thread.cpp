@@ -38,16 +38,19 @@ private:
 };
 
 void drop_empty_statements(BBLK *bb) {
+    bool dropped = false;
     for (LIST **link = &bb->statements; *link;) {
         LIST *const cell = *link;
         if (cell->first->op == OP::ICON && cell->rest) {
             *link = cell->rest;
             cell->rest = nullptr;
             erase_tree_list(cell);
+            dropped = true;
         } else {
             link = &cell->rest;
         }
     }
+    if (dropped) find_positions(bb);
 }
 
 THREADER::THREADER() : states(currfuninfo->blocks.size()) {

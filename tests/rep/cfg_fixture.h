@@ -16,7 +16,7 @@ protected:
         currfuninfo->return_type = int_t;
     }
     void TearDown() override {
-        clear_points_to_hook = nullptr;
+        clear_points_to_hook = refresh_profile_hook = nullptr;
         erase_function_body(currfuninfo);
         erase_all_bblocks();
         TreeTest::TearDown();

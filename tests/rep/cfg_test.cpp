@@ -214,16 +214,50 @@ TEST_F(Rebuildcfg, KeepsFrequencies) {
     EXPECT_EQ(block(2)->successors->freq, -1.0);
 }
 
+TEST_F(Rebuildcfg, KeepsTheCopyOfThePrologUntilThereIsAnother) {
+    build({asg(name(body_parm), name(parm)), set(i, 1)});
+    const std::string prolog = infix(currfuninfo->prolog_copy);
+    LIST *&first = currfuninfo->bb_list->statements, *taken = first;
+    first = first->rest;
+    rebuildcfg();
+    ASSERT_TRUE(currfuninfo->prolog_copy);
+    EXPECT_EQ(infix(currfuninfo->prolog_copy), prolog);
+    taken->first->left->u.name.sym = i;
+    taken->rest = first;
+    first = taken;
+    rebuildcfg();
+    EXPECT_EQ(infix(currfuninfo->prolog_copy), "i = n");
+}
+
+TEST_F(Rebuildcfg, RefreshesTheProfileOfTheNewGraph) {
+    static int predecessors, dfn;
+    predecessors = dfn = 0;
+    refresh_profile_hook = [] {
+        predecessors = edge_length(currfuninfo->exit_bb->predecessors);
+        dfn = currfuninfo->exit_bb->dfn;
+    };
+    build({unless(i, 1), set(i, 1), def(1)});
+    EXPECT_EQ(predecessors, 2);
+    EXPECT_EQ(dfn, 3);
+}
+
 TEST_F(Blocks, PositionsOfStatements) {
     LIST *list = mkelist(set(i, 1), nullptr, nullptr);
     list = mkelist(set(i, 2), list, mk_psn("f.c", 4, 1));
     list = mkelist(set(i, 3), list, mk_psn("f.c", 3, 1));
     list = mkelist(set(i, 4), list, nullptr);
     currfuninfo->dominator_is_stale = false;
-    const BBLK *bb = mkbblock(list, nullptr, currfuninfo);
+    BBLK *bb = mkbblock(list, nullptr, currfuninfo);
     EXPECT_EQ(bb->psn_first->line, 3u);
     EXPECT_EQ(bb->psn_last->line, 4u);
     EXPECT_TRUE(currfuninfo->dominator_is_stale);
+    erase_tree_list(std::exchange(bb->statements->rest->rest, nullptr));
+    find_positions(bb);
+    EXPECT_EQ(bb->psn_first->line, 3u);
+    EXPECT_EQ(bb->psn_last->line, 3u);
+    bb->statements = erase_tree_list(bb->statements);
+    find_positions(bb);
+    EXPECT_FALSE(bb->psn_first || bb->psn_last);
 }
 
 TEST_F(Blocks, InsertedEverywhereInAllOrders) {
@@ -257,6 +291,16 @@ TEST_F(Blocks, InsertedEverywhereInAllOrders) {
         rebuildcfg();
         expect_sound();
     }
+}
+
+TEST_F(Blocks, RenumberingCountsFromTheFirstOneMade) {
+    build({set(i, 1)});
+    BBLK *entry = block(1);
+    BBLK *bb = mkbblock(mkelist(mk_BRANCH(entry, nullptr), nullptr, nullptr), entry, currfuninfo);
+    renumber_bblocks();
+    EXPECT_EQ(bb->uon, 1);
+    EXPECT_EQ(entry->uon, 2);
+    EXPECT_EQ(currfuninfo->exit_bb->uon, 3);
 }
 
 TEST_F(Blocks, RenumberingFindsFunctionsThatNeverReturn) {
@@ -417,6 +461,51 @@ TEST_F(Splitting, CriticalEdges) {
                        "6 (4): i = 1; goto 7\n"
                        "7 (6 5): return j\n"
                        "8 (): leave\n");
+}
+
+TEST_F(Splitting, CriticalEdgesOfOneSwitch) {
+    const auto middles = [this](int n) {
+        STATEMENTS cases, list;
+        for (int k = 1; k <= n; ++k) {
+            cases.push_back(case_(k, k));
+            cases.push_back(case_(n + k, k));
+        }
+        cases.push_back(default_(n));
+        list.push_back(switch_(i, cases));
+        for (int k = 1; k <= n; ++k) {
+            list.push_back(def(k));
+            list.push_back(set(j, k));
+        }
+        build(list);
+        for (EDGE *edge = block(1)->successors; edge; edge = edge->next)
+            edge->freq = edge->bb->dfn;
+        split_critical_edges(false);
+    };
+    middles(3);
+    for (const EDGE *edge = block(1)->successors; edge; edge = edge->next) {
+        const BBLK *to = edge->bb->uon == -1 ? edge->bb->successors->bb : edge->bb;
+        EXPECT_EQ(edge->bb->uon == -1, to->dfn > 2) << "the first case has one way there";
+        EXPECT_EQ(edge->freq, to->dfn);
+        if (edge->bb == to) continue;
+        EXPECT_EQ(edge->bb->successors->freq, to->dfn);
+        EXPECT_EQ(edge->bb->predecessors->freq, to->dfn);
+        EXPECT_EQ(edge->bb->predecessors->bb, block(1));
+        EXPECT_TRUE(edge_memberp(edge->bb, to->predecessors));
+        EXPECT_FALSE(edge_memberp(block(1), to->predecessors));
+    }
+    renumber_bblocks();
+    expect_sound();
+    EXPECT_EQ(graph(), "1 (): switch i 1:4 4:4 2:3 5:3 3:2 6:2 *:2\n"
+                       "2 (1): goto 6\n"
+                       "3 (1): goto 5\n"
+                       "4 (1): j = 1; goto 5\n"
+                       "5 (4 3): j = 2; goto 6\n"
+                       "6 (5 2): j = 3; goto 7\n"
+                       "7 (6): leave\n");
+    constexpr int many = 30000;
+    middles(many);
+    renumber_bblocks();
+    EXPECT_EQ(currfuninfo->bb_count, 2 * many + 1);
 }
 
 TEST_F(Labels, NumberedInTheOrderOfBlocks) {

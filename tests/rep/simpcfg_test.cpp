@@ -221,6 +221,38 @@ TEST_F(Simpcfg, EqualTails) {
                 "1 (): goto 2\n2 (2 1): i = 1; goto 2\n3 (): leave\n", true);
 }
 
+// The n-th statement stands in line n.
+TEST_F(Simpcfg, PositionsFollowTheStatements) {
+    const auto lines = [](int dfn) {
+        const BBLK *bb = block(dfn);
+        EXPECT_TRUE(bb->psn_first && bb->psn_last) << dfn;
+        return std::pair<unsigned, unsigned>(bb->psn_first->line, bb->psn_last->line);
+    };
+    using LINES = std::pair<unsigned, unsigned>;
+    expect_tidy("shared tails and a straight line",
+                {unless(i, 1), set(i, 1), set(j, 5), set(j, 6), jump(2), def(1), set(i, 2),
+                 set(j, 5), set(j, 6), def(2), set(i, 3)},
+                "1 (): if i 2 else 3\n2 (1): i = 1; goto 4\n3 (1): i = 2; goto 4\n"
+                "4 (3 2): j = 5; j = 6; i = 3; goto 5\n5 (4): leave\n",
+                true);
+    EXPECT_EQ(lines(2), LINES(2, 5)); // its branch is that of line 5
+    EXPECT_EQ(lines(3), LINES(7, 7));
+    const LIST *head = block(4)->statements;
+    EXPECT_EQ(lines(4), LINES(head->psn->line, 11));
+    EXPECT_NE(head->psn->line, 11u);
+    expect_tidy("an empty statement and a straight line",
+                {icon(0), set(i, 1), jump(1), def(1), set(i, 2)},
+                "1 (): i = 1; i = 2; goto 2\n2 (1): leave\n");
+    EXPECT_EQ(lines(1), LINES(2, 5));
+    expect_tidy("nothing but the branch is left",
+                {unless(i, 1), set(j, 5), set(i, 7), jump(2), def(1), set(j, 6), set(i, 7),
+                 ret(icon(0)), def(2), ret(icon(0))},
+                "1 (): if i 2 else 3\n2 (1): j = 5; goto 4\n3 (1): j = 6; goto 4\n"
+                "4 (3 2): i = 7; return 0\n5 (): leave\n",
+                true);
+    EXPECT_EQ(lines(3), LINES(6, 8));
+}
+
 TEST_F(Simpcfg, TailsThatDiffer) {
     const struct {
         const char *title;
