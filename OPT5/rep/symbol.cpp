@@ -118,14 +118,21 @@ SYMTAB *copy_symbol(const SYMTAB *sym, int level) {
     return copy;
 }
 
+namespace {
+// An int holds the values of an enum, unless the enum was declared with a wider type.
+TYPE *type_of_temp(TYPE *type) {
+    if (type->qual_kind(true) != 0) type = type->type_qualified();
+    if (!type->is_enum()) return type;
+    return type->size() > tp->int_type()->size() ? normalized_underlying_type(type)
+                                                 : tp->int_type();
+}
+} // namespace
+
 SYMTAB *sym_temp(int letter, long number, TYPE *type, LS *ls) {
     if (number < 0) number = ++currfuninfo->temp_counter;
     char name[48];
     std::snprintf(name, sizeof name, "%s$%c%ld", internal_prefix.data(), letter, number);
-    if (type->is_enum())
-        type = tp->int_type();
-    else if (type->qual_kind(true) != 0)
-        type = type->type_qualified();
+    type = type_of_temp(type);
     SYMTAB *sym = new_symbol(name, type->size(), 0, 1, 0, type->normalized(), type, type->align(),
                              nullptr, -1);
     if (i_file) i_file->if_enter_local(sym);

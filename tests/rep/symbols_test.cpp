@@ -226,6 +226,8 @@ TEST_F(Temporaries, NamesAndPlaces) {
 
 TEST_F(Temporaries, TypesLoseEnumsAndQualifiers) {
     TYPE *e = tp->type_frozen(tp->mk_enum("e", 32, 32, tp->uint_type(), false, nullptr));
+    TYPE *integer = tp->mk_int(TYPE::LLONG, false, 64, 64);
+    TYPE *wide = tp->type_frozen(tp->mk_enum("w", 64, 64, integer, true, nullptr));
     TYPE *volatile_int = tp->mk_qual(tp->int_type(), TQ_volatile);
     TYPE *pointer = tp->mk_ptr(volatile_int);
     const struct {
@@ -233,6 +235,7 @@ TEST_F(Temporaries, TypesLoseEnumsAndQualifiers) {
     } cases[] = {
         {e, tp->int_type()},
         {tp->mk_qual(e, TQ_const), tp->int_type()},
+        {tp->mk_qual(wide, TQ_const), integer},
         {volatile_int, tp->int_type()},
         {tp->mk_array(volatile_int, 4), tp->mk_array(tp->int_type(), 4)},
         {tp->mk_qual(pointer, TQ_restrict), pointer}, // what it points at stays volatile
