@@ -3,6 +3,8 @@
 
 #include "OPT5/icode/records/if_stream.h"
 
+#include <algorithm>
+
 namespace {
 
 enum tag : int {
@@ -44,7 +46,7 @@ enum file_kind : int {
 };
 enum list_kind : int { lk_params = 0, lk_enumerators = 1, lk_members = 7 };
 
-constexpr int func_info_trees = 76; // the body is held as trees
+constexpr int func_info_leaf = 'L'; // the function calls nothing
 
 struct section_offsets {
     std::uint32_t options = 0, inits = 0, types = 0, files = 0, globals = 0;
@@ -404,6 +406,17 @@ void icode_unit::begin(std::string_view header_name) {
     if (out_.empty()) write_header(out_, header_name, {});
 }
 
+static bool holds_call(const node *tree) {
+    for (; tree; tree = tree->right)
+        if (tree->op == OP::CALL || tree->op == OP::UCALL || holds_call(tree->left)) return true;
+    return false;
+}
+
+static bool is_leaf(const function_body &body) {
+    return std::none_of(body.items.begin(), body.items.end(),
+                        [](const item &i) { return holds_call(i.expr); });
+}
+
 void icode_unit::write_function(function_body &body, std::string_view header_name) {
     begin(header_name);
     number_locals(body);
@@ -420,8 +433,10 @@ void icode_unit::write_function(function_body &body, std::string_view header_nam
     write_control(out_, tag_end_locals, body.body_begin);
     for (const item &i : body.items)
         write_item(out_, i);
-    r.write_i8(func_info_trees);
-    r.flush(tag_func_info, out_);
+    if (is_leaf(body)) {
+        r.write_i8(func_info_leaf);
+        r.flush(tag_func_info, out_);
+    }
     write_control(out_, tag_end_func, body.end);
 }
 
