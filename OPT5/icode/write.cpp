@@ -134,8 +134,8 @@ void find_calls() {
 // calls, and with an entry its enclosing ones and those of its cleanup. A call that names no entry
 // of the table names none afterwards.
 void update_eht_labels() {
-    if (currfuninfo->is_leaf) return;
     const unsigned size = currfuninfo->eht_size;
+    if (currfuninfo->is_leaf && size == 0) return;
     EHT_ENTRY *table = currfuninfo->eht;
     std::vector<bool> needed(size, false);
     std::vector<unsigned> work;

@@ -152,6 +152,10 @@ TEST_F(Bridge, ExceptionTables) {
     EXPECT_THAT(text, HasSubstr("    eht\n      entry 1 cleanup link=2\n        (ASG:int "
                                 "(NAME:int _data) (ICON:int 0))\n      entry 2 0\n"));
     EXPECT_THAT(read_file(scratch / "in.odb"), HasSubstr("EHT #1: kind 1, enclosed by #2\n"));
+    // Without calls no entry is needed.
+    EXPECT_THAT(
+        round_trip_body(parameters, std::string(locals) + return_a + "    eht\n      entry 1 0\n"),
+        Not(HasSubstr("eht")));
     // Without a table a call names no entry.
     EXPECT_THAT(round_trip_body(parameters, body),
                 AllOf(HasSubstr("(UCALL:int (UAND"), Not(HasSubstr("eh="))));
