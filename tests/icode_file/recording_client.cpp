@@ -512,7 +512,7 @@ std::string slurp(FILE *stream) {
     return bytes;
 }
 
-std::string rewritten(const std::string &bytes) {
+std::string rewritten(const std::string &bytes, bool all_types) {
     I_FILE *file = open_bytes(bytes);
     if (!file) return "refused";
     FILE *stream = std::tmpfile();
@@ -526,6 +526,9 @@ std::string rewritten(const std::string &bytes) {
         for (NODE *tree : sym->init->trees)
             recording.out->if_write_expr_node(tree);
     }
+    if (all_types)
+        for (TYPE *type : tp->all_types())
+            recording.out->if_reference_type(type);
     recording.out->if_close(true, false);
     recording.out = nullptr;
     file->if_close(true, false);

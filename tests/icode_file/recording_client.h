@@ -62,8 +62,9 @@ std::string symbol(std::string_view name, std::uint32_t type, int sc, int pragma
 // --- reading. All start from a fresh type package and a reset log.
 I_FILE *open_bytes(const std::string &bytes, bool mapped = true); // null: refused
 std::string read_log(const std::string &bytes);
-// The file that a writer makes of all that is read from `bytes`.
-std::string rewritten(const std::string &bytes);
+// The file that a writer makes of all that is read from `bytes`. With all_types, types that nothing
+// refers to are in it, too.
+std::string rewritten(const std::string &bytes, bool all_types = false);
 std::string slurp(FILE *stream); // all of it, from its start; closes it
 
 // --- child processes
