@@ -91,16 +91,42 @@ TEST_F(EveryRecord, GoesThroughAtEveryLevel) {
     }
 }
 
-TEST_F(EveryRecord, OfVirtualRegistersIsRefused) {
+TEST_F(EveryRecord, OfWhatTreesDoNotHoldIsRefused) {
     fs::remove(output_);
-    const std::string file = assembled("vreg.ict");
-    for (const char *level : {"off", "3"}) {
-        const TOOL_RESULT result = optimized(file, level);
-        EXPECT_EQ(result.exit_code, 1);
-        EXPECT_THAT(result.err, HasSubstr("Malformed tree in the intermediate file: VREG: the "
-                                          "optimizer's trees hold no virtual registers"));
+    const std::string start = "icode version=-73 cpu=1000 name=\"t\"\n"
+                              "types\n"
+                              "  type int#1 = int\n"
+                              "  type struct.s#2 = csu struct s complete size=32 align=32 members\n"
+                              "  list members of=struct.s\n"
+                              "    member m int\n"
+                              "  endlist members\n"
+                              "globals\n"
+                              "  sym _f int(void) sc=2 align=16\n"
+                              "  sym _s struct.s sc=2\n"
+                              "code\n"
+                              "  function _f\n"
+                              "    args\n"
+                              "    locals\n    ";
+    const struct {
+        const char *statement, *message;
+    } cases[] = {
+        {"(ABS:int (VREG:int 3))", "VREG: the optimizer's trees hold no virtual registers"},
+        {"(ABS:int (OP28:int))", "OP28: not an opcode of a file"},
+        {"(STDOT:int (NAME:struct.s _s) (FIELD:int 9 struct.s))", "FIELD: no such member"},
+        {"(STDOT:int (NAME:struct.s _s) (FIELD:int 1 none))", "FIELD: no such member"},
+        {"(STDOT:int (NAME:struct.s _s) (FIELD:int m struct.s kind=2))",
+         "A member reference of the intermediate file is of no known kind"},
+    };
+    const fs::path text = scratch_ / "t.ict", file = scratch_ / "t.ic";
+    for (const auto &c : cases) {
+        write_file(text, start + c.statement + "\n  endfunction\n");
+        expect_success(run_tool({"ic-as", "-o", file, text}, scratch_), c.statement);
+        const TOOL_RESULT result = optimized(file, "off");
+        EXPECT_EQ(result.exit_code, 1) << c.statement;
+        EXPECT_THAT(result.err, HasSubstr(c.message));
         EXPECT_FALSE(fs::exists(output_));
     }
+    EXPECT_EQ(optimized(assembled("vreg.ict"), "3").exit_code, 1);
 }
 
 TEST_F(EveryRecord, KeepsOptionsAndNames) {
