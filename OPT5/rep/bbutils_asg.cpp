@@ -27,6 +27,7 @@ bool is_modular(int op) {
 // The type of `target op value` with the meaning of `target op= value`, which computes in the
 // promoted type of the target; null when the two would not compute the same.
 TYPE *type_of_operation(int op, NODE *target, NODE *value) {
+    if (target->type->is_bool()) return nullptr; // a store tests all bits of the value
     TYPE *promoted = promoted_type(target->type->type_qualified());
     if (is_shift(op) || target->type->is_ptr()) return promoted;
     TYPE *combined = combined_type(target, value);
@@ -73,12 +74,14 @@ NODE *opASG_to_ASG(NODE *tree) {
     if (op == OP::ILLOP) return tree;
     NODE *target = tree->left;
     if (!is_repeatable_lvalue(target)) return tree;
+    // A compound assignment reads its target behind the effects of the value, a sum before them.
+    if (tree_has_side_effects(tree->right)) return tree;
     TYPE *promoted = promoted_type(target->type->type_qualified());
     NODE *value = tree->right;
     const bool bits = op == OP::ANDB || op == OP::ORB || op == OP::XORB || op == OP::MOD;
-    if (is_shift(op))
+    if (is_shift(op) && value->type->is_arithmetic())
         value = coerce_to_type(tp->int_type(), value);
-    else if (bits && !value->type->is_integer())
+    else if (bits && value->type->is_floating() && !promoted->is_vector())
         value = coerce_to_type(promoted, value);
     tree->right = value;
     TYPE *type = type_of_operation(op, target, value);

@@ -46,6 +46,11 @@ bool left_is_read(const NODE *node, bool is_read) {
     case OP::VFIELD:
     case OP::REAL:
     case OP::IMAG:
+    case OP::SIMDHI:
+    case OP::SIMDLO:
+    case OP::OUIALIGN:
+    case OP::NONALIGN:
+    case OP::IDENTITY:
     case OP::DDNODE: return is_read;
     default: return !opcode_is_ASG(node->op);
     }
@@ -167,8 +172,8 @@ NODE *peel_for_effect(NODE *tree) {
         erase_node(tree);
         return peel_lvalue(lvalue);
     }
+    case OP::CSE_ORIG: return tree; // its duplicates share the value
     case OP::CSE_DUPE:
-    case OP::CSE_ORIG:
     case OP::SSA_USE:
     case OP::SSA_MU: return tree_has_side_effects(tree) ? tree : erase_tree(tree);
     case OP::ICALL:

@@ -269,6 +269,9 @@ bool dupchk(NODE *tree) {
     std::unordered_set<const NODE *> seen;
     bool found = false;
     find_shared_nodes(tree, seen, [&found](const NODE *) { found = true; });
-    if (found) dprintf("\n\n!*!*!*!*!*!  Duplicate found in tree: %s\n", stmt2infix(tree));
+    constexpr std::size_t longest_text = 2000; // a shared tree may unfold without measure
+    if (found && print_debug)
+        dprintf("\n\n!*!*!*!*!*!  Duplicate found in tree: %s\n",
+                infix_text(tree, longest_text).c_str());
     return found;
 }

@@ -221,6 +221,7 @@ void erase_all_symbols() {
     reset_interned_symbols();
     reset_pragmas();
     reset_scopes();
+    reset_symbol_lists();
     file_level_names.clear();
     functions.clear();
     fileinfo->funinfo = nullptr;

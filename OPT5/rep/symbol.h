@@ -88,6 +88,9 @@ struct SYMPAIRLIST {
 SYMLIST *mk_symlist(SYMTAB *sym, SYMLIST *next);
 SYMALIST *mk_symalist(SYMTAB *sym, NODE *tree, int value, SYMALIST *next);
 SYMPAIRLIST *mk_symplist(SYMTAB *first, SYMTAB *second, int value, SYMPAIRLIST *next);
+SYMLIST *erase_symlist(SYMLIST *list); // these three free all cells and return null
+SYMALIST *erase_symalist(SYMALIST *list);
+SYMPAIRLIST *erase_symplist(SYMPAIRLIST *list);
 SYMLIST *remove_sym_from_symlist(const SYMTAB *sym, SYMLIST *list); // the list without its first cell of sym
 SYMLIST *find_sym_in_symlist(const SYMTAB *sym, SYMLIST *list);     // its cell, or null
 SYMPAIRLIST *find_sym_in_sympairlist(const SYMTAB *first, SYMPAIRLIST *list);

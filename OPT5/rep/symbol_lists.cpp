@@ -10,18 +10,53 @@ template <class CELL> CELL *reverse(CELL *list) {
     }
     return reversed;
 }
+
+// Erased cells, to be used again.
+template <class CELL> CELL *free_cells = nullptr;
+
+template <class CELL> CELL *make(const CELL &value) {
+    CELL *cell = free_cells<CELL>;
+    if (!cell) return pool_new<CELL>(value);
+    free_cells<CELL> = cell->next;
+    *cell = value;
+    return cell;
+}
+
+template <class CELL> CELL *erase(CELL *list) {
+    while (list) {
+        CELL *next = std::exchange(list->next, free_cells<CELL>);
+        free_cells<CELL> = std::exchange(list, next);
+    }
+    return nullptr;
+}
 } // namespace
 
 SYMLIST *mk_symlist(SYMTAB *sym, SYMLIST *next) {
-    return pool_new<SYMLIST>(SYMLIST{sym, next});
+    return make(SYMLIST{sym, next});
 }
 
 SYMALIST *mk_symalist(SYMTAB *sym, NODE *tree, int value, SYMALIST *next) {
-    return pool_new<SYMALIST>(SYMALIST{sym, tree, value, next});
+    return make(SYMALIST{sym, tree, value, next});
 }
 
 SYMPAIRLIST *mk_symplist(SYMTAB *first, SYMTAB *second, int value, SYMPAIRLIST *next) {
-    return pool_new<SYMPAIRLIST>(SYMPAIRLIST{first, second, value, next});
+    return make(SYMPAIRLIST{first, second, value, next});
+}
+
+SYMLIST *erase_symlist(SYMLIST *list) {
+    return erase(list);
+}
+SYMALIST *erase_symalist(SYMALIST *list) {
+    return erase(list);
+}
+SYMPAIRLIST *erase_symplist(SYMPAIRLIST *list) {
+    return erase(list);
+}
+
+void reset_symbol_lists() {
+    free_cells<SYMLIST> = nullptr;
+    free_cells<SYMALIST> = nullptr;
+    free_cells<SYMPAIRLIST> = nullptr;
 }
 
 SYMLIST *remove_sym_from_symlist(const SYMTAB *sym, SYMLIST *list) {

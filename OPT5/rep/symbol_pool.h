@@ -1,5 +1,6 @@
 // The pool of symbols, pragmas, scopes, list cells and their names: one arena for the translation
-// unit, which erase_all_symbols() empties at once. Nothing in it is freed singly or destroyed.
+// unit, which erase_all_symbols() empties at once. Nothing in it is destroyed; erased list
+// cells are used again.
 #pragma once
 
 #include "OPT5/rep/symbol.h"
@@ -24,3 +25,4 @@ void reset_FUNINFOs();
 void reset_interned_symbols();
 void reset_pragmas();
 void reset_scopes();
+void reset_symbol_lists();

@@ -406,6 +406,12 @@ TEST_F(Symbols, ConsLists) {
     SYMALIST *alist = revsymalist(mk_symalist(a, nullptr, 1, mk_symalist(b, nullptr, 2, nullptr)));
     EXPECT_EQ(alist->sym, b);
     EXPECT_EQ(alist->next->value, 1);
+    EXPECT_EQ(erase_symplist(pairs), nullptr);
+    EXPECT_EQ(erase_symalist(alist), nullptr);
+    SYMLIST *erased = mk_symlist(c, mk_symlist(c, nullptr));
+    EXPECT_EQ(erase_symlist(erased), nullptr);
+    list = mk_symlist(a, mk_symlist(b, mk_symlist(c, nullptr))); // of used cells and a new one
+    EXPECT_THAT(symbols_of(list), ElementsAre(a, b, c));
     a->next = b;
     b->next = c;
     EXPECT_EQ(revsymtab(a), c);
