@@ -4,6 +4,7 @@
 #pragma once
 
 #include "OPT5/rep/bblk.h"
+#include "OPT5/scalar/simp.h"
 
 // --- while a function is read
 void make_symbol_groupable(SYMTAB *sym);
@@ -14,7 +15,6 @@ void init_stack_sharing();
 void begin_stack_sharing_scope();
 void end_stack_sharing_scope();
 void add_stack_sharing_variable(SYMTAB *sym);
-NODE *simp_tree(NODE *tree);
 void seq_trees();
 void identify_fl_statics_safe_for_auto();
 void convert_safe_fl_statics_to_auto();

@@ -9,7 +9,6 @@ void init_stack_sharing() {}
 void begin_stack_sharing_scope() {}
 void end_stack_sharing_scope() {}
 void add_stack_sharing_variable(SYMTAB *) {}
-NODE *simp_tree(NODE *tree) { return tree; }
 void seq_trees() {}
 void identify_fl_statics_safe_for_auto() {}
 void convert_safe_fl_statics_to_auto() {}

@@ -1,0 +1,68 @@
+// What the files of the simplifier share: one routine for each row of its dispatch table, and the
+// helpers that several of them use. Private to the simplifier.
+//
+// A routine gets a node whose operands are in normal form and whose root steps (types, hoisting of
+// COMMAOP, folding) are done. It returns what replaces the node. When it has changed the root to
+// something that other rules may apply to, it returns simp_node() of that.
+#pragma once
+
+#include "OPT5/scalar/simp.h"
+
+// simp_node.cpp, simp_assoc.cpp, simp_sum.cpp, simp_product.cpp, simp_asg.cpp, simp_lvalue.cpp ...
+NODE *simp_assoc(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_PLUS(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_MINUS(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_MULT(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_unary(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_opASG(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_ASG(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_COMMAOP(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_UMULT(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_UAND(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_STDOT(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_STREF(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_SWITCH(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_call(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *fix_pack_types(NODE *tree);
+NODE *simp_ACONV(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_ASSERT(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_MEMCPY(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_complexop(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_EXPT(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_vector_node(NODE *tree, LOOP *loop, CONTEXT *ctx);
+
+// simp_bits.cpp, simp_shift.cpp, simp_div.cpp, simp_conv.cpp, simp_facts.cpp ...
+NODE *simp_ANDB(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_ORB(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_XORB(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_shift(NODE *tree, LOOP *loop, CONTEXT *ctx);
+// `exact`: the division is known to leave no remainder.
+NODE *simp_DIV(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx);
+NODE *simp_DIV_by_ICON(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx);
+NODE *simp_MOD(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_SCONV(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_PCONV(NODE *tree, LOOP *loop, CONTEXT *ctx);
+
+// simp_relop.cpp, simp_bool.cpp, simp_quest.cpp, simp_control.cpp ...
+NODE *simp_relop(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_EXCLAIM(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_QUEST(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_ANDAND(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_OROR(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_ANDOR_ANDOR(NODE *tree, LOOP *loop, CONTEXT *ctx); // both operands have the root's operator
+NODE *simp_CBRANCH(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_IF(NODE *tree, LOOP *loop, CONTEXT *ctx);
+
+// --- shared small steps
+inline bool is_ICON(const NODE *tree) { return tree && tree->op == OP::ICON; }
+inline bool is_FCON(const NODE *tree) { return tree && tree->op == OP::FCON; }
+// The constant as the value that its type holds.
+inline INT65 icon_value(const NODE *icon) { return truncate_to_type(icon->u.lval, icon->type); }
+// The constant in the node's own type, which must be integer, enum or pointer.
+NODE *make_ICON(const INT65 &value, TYPE *type);
+// The node becomes a cast of its left operand to its type: SCONV, or PCONV where one of both types
+// is a pointer. The right operand, if any, must be gone. Not simplified.
+NODE *turn_into_cast(NODE *tree);
+// The effects of `effects` and then the value of `value`, as a simplified COMMAOP; `value` alone
+// when there is no effect. Both are taken over.
+NODE *with_effects(NODE *effects, NODE *value, LOOP *loop, CONTEXT *ctx);
