@@ -19,19 +19,33 @@ public:
     generator(int functions, unsigned seed) : functions_(functions), random_(seed) {}
 
     std::string text() {
+        declarations();
+        for (int i = 0; i < functions_; ++i)
+            function(i, 18);
+        main_function();
+        return out_;
+    }
+
+    std::string long_function(int statements) {
+        declarations();
+        function(0, statements);
+        main_function();
+        return out_;
+    }
+
+private:
+    void declarations() {
         out_ = "struct item { int key; short tag, flags; struct item *next; unsigned bits : 5, "
                "rest : 11; };\n"
                "static int table[256];\nstatic struct item items[64];\nint total, calls;\nshort "
                "samples[512];\n\n";
-        for (int i = 0; i < functions_; ++i)
-            function(i);
+    }
+    void main_function() {
         out_ += "int main(void) {\n    struct item *p = items;\n    int r = 0;\n";
         for (int i = functions_ > 50 ? functions_ - 50 : 0; i < functions_; ++i)
             out_ += "    r += work" + std::to_string(i) + "(r, " + number(100) + ", p);\n";
-        return out_ += "    return r & 1;\n}\n";
+        out_ += "    return r & 1;\n}\n";
     }
-
-private:
     unsigned pick(unsigned n) { return static_cast<unsigned>(random_() % n); }
     std::string number(unsigned n) { return std::to_string(pick(n)); }
     std::string variable() {
@@ -119,11 +133,11 @@ private:
         --indent_;
     }
 
-    void function(int self) {
+    void function(int self, int statements) {
         line(join({"static int work", std::to_string(self), "(int a, int b, struct item *p) {"}));
         ++indent_;
         line(join({"int i, x = a * ", number(100), ", y = b - ", number(100), ", z = 0;"}));
-        for (int i = 0; i < 18; ++i)
+        for (int i = 0; i < statements; ++i)
             statement(self, 2);
         line("return x + y * z;");
         --indent_;
@@ -139,4 +153,8 @@ private:
 
 std::string generate_c_program(int functions, unsigned seed) {
     return generator(functions, seed).text();
+}
+
+std::string generate_long_function(int statements, unsigned seed) {
+    return generator(1, seed).long_function(statements);
 }
