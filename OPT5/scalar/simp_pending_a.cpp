@@ -1,7 +1,6 @@
 // Rows of the dispatch table without rules yet.
 #include "OPT5/scalar/simp_rules.h"
 
-NODE *simp_assoc(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_PLUS(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_MINUS(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_MULT(NODE *tree, LOOP *, CONTEXT *) { return tree; }
@@ -23,6 +22,3 @@ NODE *simp_complexop(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_EXPT(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_vector_node(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 
-NODE *simp_tree(NODE *tree, LOOP *, CONTEXT *) { return tree; }
-NODE *simp_node(NODE *tree, LOOP *, CONTEXT *) { return tree; }
-NODE *fold_constants(NODE *tree) { return tree; }

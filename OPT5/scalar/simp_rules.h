@@ -9,6 +9,8 @@
 #include "OPT5/scalar/simp.h"
 
 // simp_node.cpp, simp_assoc.cpp, simp_sum.cpp, simp_product.cpp, simp_asg.cpp, simp_lvalue.cpp ...
+// Exchanges and regroups the operands of the node; only of an integer one regroups them. Gives the
+// node, or the constant that it has become.
 NODE *simp_assoc(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_PLUS(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_MINUS(NODE *tree, LOOP *loop, CONTEXT *ctx);
@@ -54,12 +56,21 @@ NODE *simp_CBRANCH(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_IF(NODE *tree, LOOP *loop, CONTEXT *ctx);
 
 // --- shared small steps
+// Folds the node alone: constants, and a neutral constant on the right. Gives what replaces it; null
+// when there is nothing to fold.
+NODE *fold_node(NODE *tree, LOOP *loop, CONTEXT *ctx);
+// Integers, enums and pointers, whose operations wrap: low bits of results follow from low bits of
+// operands. A bool is none, since conversions to it look at all bits.
+bool is_modular_type(const TYPE *type);
 inline bool is_ICON(const NODE *tree) { return tree && tree->op == OP::ICON; }
 inline bool is_FCON(const NODE *tree) { return tree && tree->op == OP::FCON; }
 // The constant as the value that its type holds.
 inline INT65 icon_value(const NODE *icon) { return truncate_to_type(icon->u.lval, icon->type); }
+// The same when it is an operand of a node of this integer or pointer type.
+INT65 constant_as(const NODE *icon, const TYPE *type);
 // The constant in the node's own type, which must be integer, enum or pointer.
 NODE *make_ICON(const INT65 &value, TYPE *type);
+NODE *make_FCON(const simul_fval &value, TYPE *type); // a value of the type
 // The node becomes a cast of its left operand to its type: SCONV, or PCONV where one of both types
 // is a pointer. The right operand, if any, must be gone. Not simplified.
 NODE *turn_into_cast(NODE *tree);

@@ -1,0 +1,100 @@
+// Operators whose operands may be exchanged and regrouped: the constant goes to the right, a chain
+// of one operator leans left, and its constants become one.
+#include "OPT5/scalar/simp_rules.h"
+
+#include <utility>
+
+namespace {
+bool is_leaf(const NODE *node) {
+    return !node->left && !node->right;
+}
+
+bool is_address_of_NAME(const NODE *node) {
+    return node->op == OP::UAND && node->left->op == OP::NAME;
+}
+
+bool is_constant(const NODE *node) {
+    return is_ICON(node) || is_FCON(node);
+}
+
+// A chain goes on below a node when the low bits of both are what the operands' low bits give.
+bool goes_on(const NODE *node, const NODE *operand) {
+    return operand->op == node->op && is_modular_type(operand->type) && !operand->type->is_ptr() &&
+           operand->type->size() >= node->type->size();
+}
+
+// Swapping changes the order of evaluation.
+bool may_swap(const NODE *a, const NODE *b) {
+    return expr_is_constant(a) || expr_is_constant(b) ||
+           (!tree_has_side_effects(a) && !tree_has_side_effects(b));
+}
+
+void swap_operands(NODE *tree) {
+    if (commute_inv[tree->op] != tree->op) return;
+    NODE *left = tree->left, *right = tree->right;
+    const bool to_right = is_constant(left) ? !is_constant(right)
+                                            : !is_constant(right) && !is_leaf(right) &&
+                                                  !is_address_of_NAME(right) &&
+                                                  (is_leaf(left) || is_address_of_NAME(left));
+    if (to_right && may_swap(left, right)) std::swap(tree->left, tree->right);
+}
+
+bool ends_in_constant(const NODE *tree, const NODE *operand) {
+    return goes_on(tree, operand) && is_ICON(operand->right);
+}
+
+// The operator once more, on operands that are new to each other.
+NODE *pair(const NODE *like, NODE *a, NODE *b, LOOP *loop, CONTEXT *ctx) {
+    return simp_node(maketree(like->op, a, b, like->type, like->scope), loop, ctx);
+}
+
+// (a op C) op D becomes a op (C op D).
+void merge_constants(NODE *tree) {
+    NODE *inner = tree->left;
+    NODE *both = maketree(tree->op, inner->right, tree->right, tree->type, tree->scope);
+    tree->right = fold_constants(both);
+    tree->left = inner->left;
+    erase_node(inner);
+}
+
+// (a op C) op b becomes (a op b) op C.
+void move_constant_out(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    NODE *inner = tree->left, *constant = inner->right;
+    tree->left = pair(tree, inner->left, tree->right, loop, ctx);
+    tree->right = constant->type->size() >= tree->type->size()
+                      ? constant
+                      : make_ICON(constant_as(constant, inner->type), tree->type);
+    if (tree->right != constant) erase_node(constant);
+    erase_node(inner);
+}
+
+// a op (b op c) becomes (a op b) op c.
+void lean_left(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    NODE *inner = tree->right;
+    tree->right = inner->right;
+    tree->left = pair(tree, tree->left, inner->left, loop, ctx);
+    erase_node(inner);
+}
+} // namespace
+
+bool is_modular_type(const TYPE *type) {
+    return (type->is_int_or_enum() && !type->is_bool()) || type->is_ptr();
+}
+
+NODE *simp_assoc(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    for (;;) {
+        swap_operands(tree);
+        if (!is_modular_type(tree->type) || tree->type->is_ptr()) return tree;
+        if (is_ICON(tree->left) && is_ICON(tree->right)) return fold_constants(tree);
+        if (ends_in_constant(tree, tree->left)) {
+            if (is_ICON(tree->right))
+                merge_constants(tree);
+            else
+                move_constant_out(tree, loop, ctx);
+        } else if (goes_on(tree, tree->right)) {
+            lean_left(tree, loop, ctx);
+        } else {
+            return tree;
+        }
+    }
+}
