@@ -29,16 +29,6 @@ bool may_swap(const NODE *a, const NODE *b) {
            (!tree_has_side_effects(a) && !tree_has_side_effects(b));
 }
 
-void swap_operands(NODE *tree) {
-    if (commute_inv[tree->op] != tree->op) return;
-    NODE *left = tree->left, *right = tree->right;
-    const bool to_right = is_constant(left) ? !is_constant(right)
-                                            : !is_constant(right) && !is_leaf(right) &&
-                                                  !is_address_of_NAME(right) &&
-                                                  (is_leaf(left) || is_address_of_NAME(left));
-    if (to_right && may_swap(left, right)) std::swap(tree->left, tree->right);
-}
-
 bool ends_in_constant(const NODE *tree, const NODE *operand) {
     return goes_on(tree, operand) && is_ICON(operand->right);
 }
@@ -81,9 +71,19 @@ bool is_modular_type(const TYPE *type) {
     return (type->is_int_or_enum() && !type->is_bool()) || type->is_ptr();
 }
 
+void swap_to_normal_order(NODE *tree) {
+    if (commute_inv[tree->op] != tree->op) return;
+    NODE *left = tree->left, *right = tree->right;
+    const bool to_right = is_constant(left) ? !is_constant(right)
+                                            : !is_constant(right) && !is_leaf(right) &&
+                                                  !is_address_of_NAME(right) &&
+                                                  (is_leaf(left) || is_address_of_NAME(left));
+    if (to_right && may_swap(left, right)) std::swap(tree->left, tree->right);
+}
+
 NODE *simp_assoc(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     for (;;) {
-        swap_operands(tree);
+        swap_to_normal_order(tree);
         if (!is_modular_type(tree->type) || tree->type->is_ptr()) return tree;
         if (is_ICON(tree->left) && is_ICON(tree->right)) return fold_constants(tree);
         if (ends_in_constant(tree, tree->left)) {

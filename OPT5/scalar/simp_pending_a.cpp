@@ -1,10 +1,7 @@
 // Rows of the dispatch table without rules yet.
 #include "OPT5/scalar/simp_rules.h"
 
-NODE *simp_PLUS(NODE *tree, LOOP *, CONTEXT *) { return tree; }
-NODE *simp_MINUS(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_MULT(NODE *tree, LOOP *, CONTEXT *) { return tree; }
-NODE *simp_unary(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_opASG(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_ASG(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_COMMAOP(NODE *tree, LOOP *, CONTEXT *) { return tree; }

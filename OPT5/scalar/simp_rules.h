@@ -12,6 +12,7 @@
 // Exchanges and regroups the operands of the node; only of an integer one regroups them. Gives the
 // node, or the constant that it has become.
 NODE *simp_assoc(NODE *tree, LOOP *loop, CONTEXT *ctx);
+void swap_to_normal_order(NODE *tree); // the operands alone, of a commutative operator
 NODE *simp_PLUS(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_MINUS(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_MULT(NODE *tree, LOOP *loop, CONTEXT *ctx);
