@@ -12,6 +12,7 @@ class I_FILE;
 struct FILEINFO {
     FUNINFO *funinfo = nullptr;  // the dummy record named " ? "
     unsigned char pass_number = 1; // 1 while reading and in "pass 1", 2 from "pass 2 header" on
+    bool statics_are_marked = false; // SA_no_escape of the file's own variables is known
 };
 
 extern FILEINFO *fileinfo;

@@ -2,7 +2,6 @@
 #include "OPT5/scalar/scalar.h"
 
 void make_symbol_groupable(SYMTAB *) {}
-void check_fun_for_byref_asgs(SYMTAB *) {}
 void make_RSET_root(SYMTAB *, LS *) {}
 void find_or_make_PTR_entry(SYMTAB *) {}
 void init_stack_sharing() {}
@@ -27,14 +26,12 @@ void annotate_cfg() {}
 void gcse() {}
 void restructure_loops() {}
 void clean_up_gdflow_bitvecs() {}
-void clean_up_alias_analysis_bitvecs_etc() {}
 void clean_up_assert_RELOPs() {}
 void rename_symbols() {}
 void merge_symbols() {}
 void expand_cluster_refs() {}
 void subst_csu_returning_temp_for_local_var() {}
 void optimize_superblocks_in_cfg() {}
-void reset_alias_info() {}
 void lcse_subrange_assignments() {}
 void elim_dead_subrange_assigns() {}
 void convert_sti_to_cinit() {}

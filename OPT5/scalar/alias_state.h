@@ -1,0 +1,44 @@
+// What the sources of alias analysis share about the current function.
+#pragma once
+
+#include "OPT5/scalar/alias.h"
+
+#include <boost/unordered_set.hpp>
+
+#include <utility>
+
+struct ALIAS_STATE {
+    // Looked up, never walked for an answer.
+    boost::unordered_set<const SYMTAB *> fixed_parms;
+    boost::unordered_set<std::pair<std::uint32_t, std::uint32_t>>
+        assertions;                // serials, the lower first
+    std::uint32_t last_serial = 0; // symbols with a greater one were made since the walk
+    // Answers of type_may_alias_type by their place: few types meet in a function, and often.
+    struct TYPE_PAIR {
+        TYPE *a = nullptr, *b = nullptr;
+        int chars_alias = -1;
+        bool answer = false;
+    };
+    TYPE_PAIR type_pairs[64];
+};
+extern ALIAS_STATE alias_state;
+
+bool is_static_datum(const SYMTAB *sym); // a variable of the file that other files cannot name
+
+// A variable that dies with the call of its function.
+inline bool is_automatic(const SYMTAB *sym) {
+    return sym->level != 0 && sym->sc != 2 && sym->sc != 3 && sym->sc != 5;
+}
+
+// Whether some pointer of the function, or of one that it calls, may lead to the variable.
+bool some_pointer_leads_to(const SYMTAB *sym);
+// An lvalue without the selections of its parts.
+const NODE *whole_object(const NODE *lvalue);
+// As lvalues_may_be_aliased_for_SIMD, whatever the types.
+bool places_may_be_shared(const NODE *a, const NODE *b);
+
+// How a call may come to a variable that it assigns to.
+struct CALL_REACH {
+    bool by_name, by_pointer;
+};
+CALL_REACH assignments_of_call(const NODE *call);
