@@ -219,7 +219,7 @@ TEST_F(AliasTest, AnswersForPairsOfLvalues) {
 
 TEST_F(AliasTest, VolatileAccessesOfCppFunctionsAliasEachOther) {
     NODE *one = deref(cast(tp->mk_ptr(tp->mk_qual(float_t, TQ_volatile)), name(fp)));
-    const auto may = [](NODE *a, NODE *b) { return lvalues_may_be_aliased(a, b, nullptr); };
+    const auto may = [](NODE *l, NODE *r) { return lvalues_may_be_aliased(l, r, nullptr); };
     EXPECT_FALSE(may(name(vol), name(i)));
     flags_of("f") |= FUN_is_cpp;
     EXPECT_TRUE(may(name(vol), one));
@@ -233,10 +233,9 @@ TEST_F(AliasTest, AssertionsKeepPointersApart) {
     EXPECT_TRUE(add_alias_assertion(name(p), name(q)));
     EXPECT_TRUE(pointers_are_antialiased(add(q, 2), name(p)));
     EXPECT_FALSE(lvalues_may_be_aliased(deref(p), deref(q), nullptr));
-    std::fflush(fdebug);
-    EXPECT_THAT(log_text,
-                HasSubstr("Adding an alias assertion that p and  q don't share memory\n"));
-    EXPECT_THAT(log_text, HasSubstr("Failing to add alias assertion that p and"));
+    const std::string text = log();
+    EXPECT_THAT(text, HasSubstr("Adding an alias assertion that p and  q don't share memory\n"));
+    EXPECT_THAT(text, HasSubstr("Failing to add alias assertion that p and"));
 }
 
 TEST_F(AliasTest, CallsReachWhatTheyArePromisedNotToLeaveAlone) {
