@@ -8,8 +8,9 @@ const char *const levels[] = {"off", "0", "1", "2", "3"};
 
 std::vector<std::string> all_programs() {
     std::vector<std::string> names = c_programs("examples");
-    for (std::string &name : c_programs("tests/tools/cc"))
-        names.push_back(std::move(name));
+    for (const char *folder : {"tests/tools/cc", "tests/tools/programs"})
+        for (std::string &name : c_programs(folder))
+            names.push_back(std::move(name));
     return names;
 }
 
@@ -70,7 +71,7 @@ TEST_P(Road, ValidatorsHaveNothingToSay) {
 }
 
 TEST_P(Road, OptimizedProgramsDoTheSame) {
-    if (GetParam().find("/examples/") == std::string::npos) GTEST_SKIP() << "has no main";
+    if (GetParam().find("/tools/cc/") != std::string::npos) GTEST_SKIP() << "has no main";
     const TOOL_RESULT before = run_tool({"ic-run", input}, scratch);
     EXPECT_EQ(before.exit_code, 0) << before.err;
     EXPECT_FALSE(before.out.empty());
@@ -79,6 +80,28 @@ TEST_P(Road, OptimizedProgramsDoTheSame) {
         EXPECT_EQ(after.exit_code, before.exit_code) << "level " << level << "\n" << after.err;
         EXPECT_EQ(after.out, before.out) << "level " << level;
     }
+}
+
+// The programs of tests/tools/programs print nothing that depends on the size of a type, so that
+// the same source compiled for the host must print the same.
+TEST_P(Road, ProgramsDoWhatTheyDoNatively) {
+    if (GetParam().find("/programs/") == std::string::npos)
+        GTEST_SKIP() << "depends on the machine";
+    if (std::string_view(QUILL_NATIVE_CC QUILL_NATIVE_CXX).find("NOTFOUND") !=
+        std::string_view::npos)
+        GTEST_SKIP() << "no clang to compare with";
+    const std::string native = (scratch / "native").string();
+    const bool is_cpp = GetParam().ends_with(".cpp");
+    const std::string compile =
+        std::string(is_cpp ? QUILL_NATIVE_CXX " -std=c++17" : QUILL_NATIVE_CC " -std=gnu11") +
+        " -w -O1 -fwrapv -o " + native + " " + GetParam() + " -lm";
+    ASSERT_EQ(std::system(compile.c_str()), 0) << compile;
+    const std::string text = (scratch / "native.out").string();
+    const int status = std::system((native + " > " + text).c_str());
+    const TOOL_RESULT here = run_tool({"ic-run", input}, scratch);
+    EXPECT_EQ(here.exit_code, WEXITSTATUS(status)) << here.err;
+    EXPECT_EQ(here.out, read_file(text));
+    EXPECT_FALSE(here.out.empty());
 }
 
 TEST_P(Road, TwoRunsGiveTheSameBytes) {

@@ -93,11 +93,12 @@ inline void expect_success(const TOOL_RESULT &result, const std::string &what) {
                                    << result.out.substr(0, 2000) << result.err.substr(0, 2000);
 }
 
-// All C programs of a folder of the sources, in alphabetical order.
+// All C and C++ programs of a folder of the sources, in alphabetical order.
 inline std::vector<std::string> c_programs(const char *folder) {
     std::vector<std::string> names;
     for (const auto &entry : fs::directory_iterator(fs::path(QUILL_SOURCE_DIR) / folder))
-        if (entry.path().extension() == ".c") names.push_back(entry.path().string());
+        if (entry.path().extension() == ".c" || entry.path().extension() == ".cpp")
+            names.push_back(entry.path().string());
     std::sort(names.begin(), names.end());
     return names;
 }

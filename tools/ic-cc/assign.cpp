@@ -34,6 +34,7 @@ static bool is_modular(int op) {
 node *translator::compound_assign(const CompoundAssignOperator *e) {
     int op = compound_opcode(e->getOpcode());
     node *target = lvalue(e->getLHS());
+    if (hoists(e->getRHS())) target = settled_lvalue(target);
     node *source = rvalue(e->getRHS());
     return below_commas(target, [&](node *lv) -> node * {
         const type *t = unqualified(lv->ntype);

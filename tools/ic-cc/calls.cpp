@@ -1,7 +1,5 @@
-// Calls, built-in functions, variable arguments.
+// Calls and variable arguments.
 #include "tools/ic-cc/ic_cc.h"
-
-#include "clang/Basic/Builtins.h"
 
 using namespace clang;
 
@@ -11,18 +9,21 @@ node *translator::call(const CallExpr *e) {
     const FunctionDecl *direct = e->getDirectCallee();
     if (direct && direct->getName() == "_nassert" && e->getNumArgs() == 1)
         return make(OP::NASSERT, types_.void_(), condition(e->getArg(0)));
-    if (direct && (direct->getName() == "setjmp" || direct->getName() == "longjmp"))
-        return refuse(e->getBeginLoc(), "'" + direct->getName().str() + "'");
-    if (direct && direct->hasAttr<ReturnsTwiceAttr>())
+    if (direct && direct->hasAttr<ReturnsTwiceAttr>() && direct->getName() != "setjmp")
         return refuse(e->getBeginLoc(), "a function that returns twice");
     node *callee = rvalue(e->getCallee());
     const type *ft = is_pointer(callee->ntype) ? strip(pointee(callee->ntype)) : nullptr;
     if (!ft || ft->kind != tkind::function) return refuse(e->getBeginLoc(), "this call");
     const type *result = unqualified(complete(ft->base));
     if (is_kind(result, tkind::enumeration)) result = strip(result)->base;
+    bool any_hoists = false;
+    for (const Expr *arg : e->arguments())
+        any_hoists |= hoists(arg);
+    if (any_hoists) callee = settled(callee);
     node *args = nullptr;
+    std::vector<node *> values = arguments({e->getArgs(), e->getNumArgs()});
     for (unsigned i = 0; i < e->getNumArgs(); ++i) {
-        node *arg = rvalue(e->getArg(i));
+        node *arg = values[i];
         if (i < ft->params.size() && !is_record(ft->params[i]))
             arg = convert_tree(arg, ft->params[i]);
         args = args ? make(OP::COMMA, types_.int_(), args, arg) : arg;
@@ -31,55 +32,6 @@ node *translator::call(const CallExpr *e) {
     node *n = make(OP::CALL, result, callee, args);
     if (ft->variadic) n->value = e->getNumArgs() - static_cast<unsigned>(ft->params.size());
     return n;
-}
-
-// Null when the call is an ordinary one.
-node *translator::builtin_call(const CallExpr *e, unsigned id) {
-    auto one = [&](int op) { return make(op, value_type(e->getType()), rvalue(e->getArg(0))); };
-    switch (id) {
-    case Builtin::BI__builtin_va_start: return va_start(e);
-    case Builtin::BI__builtin_va_end: {
-        node *n = discarded(e->getArg(0));
-        return n ? n : icon(0);
-    }
-    case Builtin::BI__builtin_va_copy: {
-        node *to = lvalue(e->getArg(0)->IgnoreParenImpCasts());
-        return assign(to, rvalue(e->getArg(1)));
-    }
-    case Builtin::BI__builtin_expect: {
-        node *n = rvalue(e->getArg(0));
-        node *expected = discarded(e->getArg(1));
-        return expected ? comma(expected, n) : n;
-    }
-    case Builtin::BI__builtin_constant_p:
-    case Builtin::BI__builtin_huge_val:
-    case Builtin::BI__builtin_huge_valf:
-    case Builtin::BI__builtin_inf:
-    case Builtin::BI__builtin_inff:
-    case Builtin::BI__builtin_nan:
-    case Builtin::BI__builtin_nanf: {
-        constant v;
-        if (evaluate_call(e, v)) return constant_tree(v, v.ctype);
-        return refuse(e->getBeginLoc(), "this constant");
-    }
-    case Builtin::BI__builtin_assume:
-        return make(OP::NASSERT, types_.void_(), condition(e->getArg(0)));
-    case Builtin::BI__builtin_unreachable: return make(OP::NASSERT, types_.void_(), icon(0));
-    case Builtin::BI__builtin_abs:
-    case Builtin::BI__builtin_labs:
-    case Builtin::BI__builtin_llabs:
-    case Builtin::BI__builtin_fabs:
-    case Builtin::BI__builtin_fabsf:
-    case Builtin::BI__builtin_fabsl: return one(OP::ABS);
-    case Builtin::BI__builtin_sqrt:
-    case Builtin::BI__builtin_sqrtf:
-    case Builtin::BI__builtin_sqrtl: return one(OP::SQRT);
-    default: break;
-    }
-    const FunctionDecl *callee = e->getDirectCallee();
-    if (callee && callee->getName().startswith("__"))
-        return refuse(e->getBeginLoc(), "the built-in function '" + callee->getName().str() + "'");
-    return nullptr;
 }
 
 // The variable arguments lie directly behind the last named one.

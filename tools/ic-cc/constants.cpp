@@ -46,8 +46,10 @@ bool translator::convert(constant &v, const type *to) {
     switch (t->kind) {
     case tkind::integer:
         if (v.kind == constant::address) {
-            if (!is_bool(t)) return false;
-            v = make_integer(1, t);
+            if (is_bool(t))
+                v = make_integer(1, t);
+            else
+                v.ctype = to; // still an address
         } else if (v.kind == constant::floating) {
             v = make_integer(is_bool(t) ? v.fvalue != 0 : truncated(v.fvalue), t);
         } else {
@@ -312,10 +314,16 @@ bool translator::evaluate_call(const CallExpr *e, constant &v) {
         return true;
     }
     case Builtin::BI__builtin_expect: return evaluate(e->getArg(0), v);
+    case Builtin::BI__builtin_object_size: // never known here
+        v = make_integer(evaluate_integer(e->getArg(1)).value_or(0) < 2 ? -1 : 0, types_.uint());
+        return true;
+    case Builtin::BI__builtin_huge_vall:
+    case Builtin::BI__builtin_infl:
     case Builtin::BI__builtin_huge_val:
     case Builtin::BI__builtin_inf: v = make_floating(INFINITY, types_.floating(1)); return true;
     case Builtin::BI__builtin_huge_valf:
     case Builtin::BI__builtin_inff: v = make_floating(INFINITY, types_.floating(0)); return true;
+    case Builtin::BI__builtin_nanl:
     case Builtin::BI__builtin_nan: v = make_floating(NAN, types_.floating(1)); return true;
     case Builtin::BI__builtin_nanf: v = make_floating(NAN, types_.floating(0)); return true;
     default: return false;
@@ -370,6 +378,17 @@ bool translator::evaluate(const Expr *e, constant &v) {
         v = make_integer(x->getValue(), types_.int_());
         return true;
     }
+    if (const auto *x = dyn_cast<AddrLabelExpr>(e)) {
+        if (!fn_) return false;
+        v = make_integer(label_value(x->getLabel()), types_.int_());
+        return convert(v, conv(x->getType()));
+    }
+    if (const auto *x = dyn_cast<SourceLocExpr>(e)) {
+        const APValue value = x->EvaluateInContext(context_, nullptr);
+        if (!value.isInt()) return false;
+        v = make_integer(value.getInt().getExtValue(), value_type(x->getType()));
+        return true;
+    }
     if (const auto *x = dyn_cast<InitListExpr>(e)) // { 1 } for a scalar
         return x->getNumInits() == 1 && x->getType()->isScalarType() && evaluate(x->getInit(0), v);
     if (isa<ImplicitValueInitExpr>(e) && e->getType()->isScalarType()) {
@@ -394,7 +413,8 @@ bool translator::evaluate_lvalue(const Expr *e, constant &v) {
         } else {
             return false;
         }
-        v.ctype = v.base->stype;
+        auto flexible = flexible_.find(v.base);
+        v.ctype = flexible == flexible_.end() ? v.base->stype : flexible->second;
         return true;
     }
     if (const auto *x = dyn_cast<StringLiteral>(e)) {

@@ -31,6 +31,7 @@ bool translator::translate() {
                 global_names_.insert("_" + id->getName().str());
     for (const Decl *d : file->decls())
         top_level(d);
+    define_pending();
     complete_all_records();
     for (symbol *s : unit_.globals) {
         if (!s->has_init && s->sc != 5 && !is_kind(s->stype, tkind::function) &&
@@ -64,10 +65,22 @@ void translator::top_level(const Decl *d) {
 
 // A static inline function that nothing refers to leaves no body behind.
 bool translator::defines_here(const FunctionDecl *definition) {
+    if (on_demand(definition)) return false; // function_symbol sees to it
     if (!definition->isInlined()) return true;
     bool external = definition->getFormalLinkage() != InternalLinkage &&
                     definition->isInlineDefinitionExternallyVisible();
     return external || definition->getCanonicalDecl()->isReferenced() || definition->isReferenced();
+}
+
+// The functions of zra_builtins.h.
+bool translator::on_demand(const FunctionDecl *f) {
+    return f->getIdentifier() && f->getName().startswith("__zra_");
+}
+
+void translator::define_pending() {
+    for (std::size_t i = 0; i < pending_.size(); ++i)
+        function_definition(pending_[i]);
+    pending_.clear();
 }
 
 std::string translator::unique_global_name(const std::string &wanted) {
@@ -135,6 +148,7 @@ symbol *translator::function_symbol(const FunctionDecl *decl) {
     symbol *s = unit_.add_global("_" + decl->getName().str(), t, sc,
                                  pos((definition ? definition : decl)->getLocation()));
     global_symbols_[decl] = s;
+    if (definition && on_demand(definition)) pending_.push_back(definition);
     check_attributes(decl->getMostRecentDecl());
     if (decl->getMostRecentDecl()->isInlineSpecified() ||
         (definition && definition->isInlineSpecified()))
@@ -162,12 +176,15 @@ symbol *translator::variable_symbol(const VarDecl *v) {
     if (v->getTLSKind() != VarDecl::TLS_None) refuse(v->getLocation(), "a thread-local variable");
     if (acting && is_array(t) && !strip(t)->complete) // int a[]; counts as one element
         t = types_.array(strip(t)->base, 1, true);
+    const type *declared = t;
+    t = flexible_type(best, t);
     symbol *s = unit_.add_global("_" + v->getName().str(), t,
                                  internal ? 3
                                  : acting ? 2
                                           : 5,
                                  pos(best->getLocation()));
     global_symbols_[canonical] = s;
+    if (t != declared) flexible_[s] = declared;
     check_attributes(best);
     if (const auto *section = best->getAttr<SectionAttr>())
         s->pragmas.push_back({pk_data_section, {section->getName().str()}});
@@ -178,15 +195,44 @@ symbol *translator::variable_symbol(const VarDecl *v) {
     return s;
 }
 
+// The type of an object whose initialiser fills a flexible array member: a record of its own, with
+// as many elements as the initialiser has. Any other type stays as it is.
+const type *translator::flexible_type(const VarDecl *v, const type *t) {
+    const type *record = strip(t);
+    const auto *list = dyn_cast_or_null<InitListExpr>(v->getInit());
+    if (!list || record->kind != tkind::record || record->is_union || record->members.empty())
+        return t;
+    const type *last = strip(record->members.back().mtype);
+    if (last->kind != tkind::array || last->count != 0 ||
+        list->getNumInits() != record->members.size())
+        return t;
+    const Expr *init = list->getInit(list->getNumInits() - 1)->IgnoreParens();
+    std::uint32_t count = 0;
+    if (const auto *elements = dyn_cast<InitListExpr>(init)) {
+        const auto *only =
+            elements->getNumInits() == 1 ? dyn_cast<StringLiteral>(elements->getInit(0)) : nullptr;
+        count = only ? only->getLength() + 1 : elements->getNumInits();
+    } else if (const auto *text = dyn_cast<StringLiteral>(init)) {
+        count = text->getLength() + 1;
+    }
+    if (count == 0) return t;
+    type *made = types_.record({}, false, pos(v->getLocation()));
+    made->members = record->members;
+    made->members.back().mtype = types_.array(last->base, count, true);
+    if (!lay_out(*made)) refuse(v->getLocation(), "an object larger than the machine's memory");
+    return types_.qualified(made, qualifiers_of(t));
+}
+
 symbol *translator::static_local(const VarDecl *v) {
     auto known = global_symbols_.find(v);
     if (known != global_symbols_.end()) return known->second;
     if (v->getTLSKind() != VarDecl::TLS_None) refuse(v->getLocation(), "a thread-local variable");
     const auto *owner = dyn_cast_or_null<FunctionDecl>(v->getParentFunctionOrMethod());
     std::string wanted = "_" + (owner ? owner->getName().str() + "$" : "") + v->getName().str();
-    symbol *s =
-        unit_.add_global(unique_global_name(wanted), decl_type(v), 3, pos(v->getLocation()));
+    const type *declared = decl_type(v), *t = flexible_type(v, declared);
+    symbol *s = unit_.add_global(unique_global_name(wanted), t, 3, pos(v->getLocation()));
     global_symbols_[v] = s;
+    if (t != declared) flexible_[s] = declared;
     if (v->getInit()) static_init(s, v->getInit());
     return s;
 }
@@ -234,8 +280,8 @@ void translator::local_variable(const VarDecl *v) {
     else
         fn_->body.items[fn_->open_blocks.back()].symbols.push_back(s);
     if (const Expr *init = v->getInit())
-        for (node *n : auto_init(t, init, [this, s] { return name(s); }))
-            add_tree(n, at);
+        auto_init(
+            t, init, [this, s] { return name(s); }, [this, at](node *n) { add_tree(n, at); });
 }
 
 symbol *translator::param_symbol(const ParmVarDecl *p, bool as_passed) {
@@ -252,14 +298,26 @@ symbol *translator::param_symbol(const ParmVarDecl *p, bool as_passed) {
     return copy;
 }
 
+// What arrives for a parameter: without a prototype the promoted value.
+const type *translator::passed_type(const ParmVarDecl *p) {
+    const type *t = decl_type(p);
+    const type *function = strip(fn_->body.sym->stype);
+    return !function->prototyped && is_integer(t) && strip(t)->size < 32 ? types_.int_() : t;
+}
+
 void translator::make_params() {
     for (const ParmVarDecl *p : fn_->decl->parameters()) {
-        const type *t = decl_type(p);
-        if (!fn_->decl->hasPrototype() && is_integer(t) && strip(t)->size < 32)
-            refuse(p->getLocation(), "a narrow parameter of a function without prototype");
-        symbol *s = unit_.add_local(p->getName().str(), t, 9, 1, pos(p->getLocation()));
+        const type *t = decl_type(p), *passed = passed_type(p);
+        const std::string own_name = p->getName().str();
+        symbol *s = unit_.add_local(own_name, passed, 9, 1, pos(p->getLocation()));
         fn_->params.emplace_back(p, s);
         fn_->body.params.push_back(s);
+        if (passed == t) continue;
+        symbol *narrow = unit_.add_local(own_name + "$narrow", t, 1, 2, pos(p->getLocation()));
+        fn_->copies[p] = unit_.add_local(own_name, passed, 1, 2, pos(p->getLocation()));
+        fn_->locals[p] = narrow;
+        fn_->body.locals.push_back(narrow);
+        fn_->narrowed.emplace_back(p, narrow);
     }
 }
 
@@ -277,11 +335,18 @@ void translator::make_prolog() {
     std::vector<symbol *> &locals = fn_->body.locals;
     locals.insert(locals.begin(), copies.begin(), copies.end());
     if (!prolog) return;
-    item i{};
-    i.kind = item::tree;
-    i.pos = fn_->body.body_begin;
-    i.expr = prolog;
-    fn_->body.items.insert(fn_->body.items.begin(), std::move(i));
+    std::vector<item> first;
+    auto add = [&](node *tree) {
+        item &i = first.emplace_back();
+        i.kind = item::tree;
+        i.pos = fn_->body.body_begin;
+        i.expr = tree;
+    };
+    add(prolog);
+    for (auto &[decl, narrow] : fn_->narrowed)
+        add(assign(name(narrow), convert_tree(name(fn_->copies[decl]), narrow->stype)));
+    fn_->body.items.insert(fn_->body.items.begin(), std::make_move_iterator(first.begin()),
+                           std::make_move_iterator(first.end()));
 }
 
 void translator::function_definition(const FunctionDecl *f) {
@@ -299,6 +364,7 @@ void translator::function_definition(const FunctionDecl *f) {
     state.body.body_begin = pos(body->getLBracLoc());
     state.body.end = pos(body->getRBracLoc());
     make_params();
+    survey(body);
     compound(body, false);
     const type *result = strip(strip(state.body.sym->stype)->base);
     if (state.reachable) {

@@ -64,10 +64,14 @@ node *translator::rvalue_inner(const Expr *e) {
     if (const auto *x = dyn_cast<UnaryOperator>(e)) return unary(x);
     if (const auto *x = dyn_cast<CompoundAssignOperator>(e)) return compound_assign(x);
     if (const auto *x = dyn_cast<BinaryOperator>(e)) return binary(x);
-    if (const auto *x = dyn_cast<AbstractConditionalOperator>(e)) {
-        if (isa<BinaryConditionalOperator>(e))
-            return refuse(e->getBeginLoc(), "a conditional expression without its middle operand");
+    if (const auto *x = dyn_cast<BinaryConditionalOperator>(e))
+        return conditional_without_middle(x);
+    if (const auto *x = dyn_cast<ConditionalOperator>(e))
         return conditional(x->getCond(), x->getTrueExpr(), x->getFalseExpr(), e->getType());
+    if (const auto *x = dyn_cast<StmtExpr>(e)) return statement_expression(x);
+    if (isa<AddrLabelExpr, SourceLocExpr>(e)) {
+        constant v;
+        if (evaluate(e, v)) return constant_tree(v, v.ctype);
     }
     if (const auto *x = dyn_cast<CallExpr>(e)) return call(x);
     if (const auto *x = dyn_cast<VAArgExpr>(e)) return va_arg(x);
@@ -82,11 +86,11 @@ node *translator::rvalue_inner(const Expr *e) {
         constant v;
         if (evaluate(e, v)) return constant_tree(v, v.ctype);
     }
-    if (const auto *x = dyn_cast<OpaqueValueExpr>(e))
+    if (const auto *x = dyn_cast<OpaqueValueExpr>(e)) {
+        if (auto known = opaque_.find(x); known != opaque_.end()) return name(known->second);
         if (x->getSourceExpr()) return rvalue(x->getSourceExpr());
+    }
     if (e->isGLValue() || isa<MemberExpr>(e)) return lvalue(e);
-    if (isa<StmtExpr>(e)) return refuse(e->getBeginLoc(), "a statement in an expression");
-    if (isa<AddrLabelExpr>(e)) return refuse(e->getBeginLoc(), "the address of a label");
     if (isa<ImaginaryLiteral>(e)) return refuse(e->getBeginLoc(), "a complex number");
     return refuse(e->getBeginLoc(), std::string("this expression (") + e->getStmtClassName() + ")");
 }
@@ -98,6 +102,7 @@ node *translator::lvalue_inner(const Expr *e) {
     if (const auto *x = dyn_cast<ArraySubscriptExpr>(e)) {
         // p[i] and i[p]: the pointer side is evaluated first.
         node *base = rvalue(x->getBase());
+        if (hoists(x->getIdx())) base = settled(base);
         node *index = rvalue(x->getIdx());
         return below_commas(base, [&](node *p) {
             node *offset = scaled(index, p->ntype, e->getBeginLoc());
@@ -132,9 +137,9 @@ node *translator::lvalue_inner(const Expr *e) {
 node *translator::decl_ref(const DeclRefExpr *e) {
     const ValueDecl *d = e->getDecl();
     if (const auto *f = dyn_cast<FunctionDecl>(d)) return name(function_symbol(f));
-    if (const auto *p = dyn_cast<ParmVarDecl>(d))
+    if (const auto *p = dyn_cast<ParmVarDecl>(d); p && !fn_->locals.contains(p))
         return name(param_symbol(p, p->getType()->isRecordType()));
-    if (const auto *v = dyn_cast<VarDecl>(d)) return name(variable_symbol(v));
+    if (const auto *v = dyn_cast<VarDecl>(d)) return object(variable_symbol(v));
     return refuse(e->getBeginLoc(), "this reference");
 }
 
@@ -238,6 +243,7 @@ node *translator::add_sub(const BinaryOperator *e) {
     bool left_pointer = e->getLHS()->getType()->isPointerType();
     bool right_pointer = e->getRHS()->getType()->isPointerType();
     node *l = rvalue(e->getLHS());
+    if (hoists(e->getRHS())) l = settled(l);
     node *r = rvalue(e->getRHS());
     SourceLocation at = e->getOperatorLoc();
     if (left_pointer && right_pointer) {
@@ -258,6 +264,7 @@ node *translator::add_sub(const BinaryOperator *e) {
 node *translator::comparison(const BinaryOperator *e) {
     QualType qt = e->getLHS()->getType();
     node *l = rvalue(e->getLHS());
+    if (hoists(e->getRHS())) l = settled(l);
     node *r = rvalue(e->getRHS());
     bool is_unsigned = qt->isPointerType() || (qt->isIntegerType() && !is_signed(value_type(qt)));
     return make(comparison_opcode(e->getOpcode(), is_unsigned), types_.int_(), l, r);
@@ -267,11 +274,16 @@ node *translator::binary(const BinaryOperator *e) {
     switch (e->getOpcode()) {
     case BO_Assign: {
         node *target = lvalue(e->getLHS());
+        if (hoists(e->getRHS())) target = settled_lvalue(target);
         node *source = rvalue(e->getRHS());
         return below_commas(target, [&](node *n) { return assign(n, source); });
     }
     case BO_Comma: {
         node *first = discarded(e->getLHS());
+        if (first && hoists(e->getRHS())) {
+            add_tree(first, e->getBeginLoc());
+            first = nullptr;
+        }
         return comma(first, rvalue(e->getRHS()));
     }
     case BO_Add:
@@ -279,15 +291,18 @@ node *translator::binary(const BinaryOperator *e) {
     default: break;
     }
     if (e->isComparisonOp()) return comparison(e);
+    if (e->isLogicalOp() && hoists(e->getRHS())) return logical_by_branches(e);
     int op = plain_opcode(e->getOpcode());
     if (op == OP::ILLOP) return refuse(e->getOperatorLoc(), "this operator");
     node *l = rvalue(e->getLHS());
+    if (hoists(e->getRHS())) l = settled(l);
     node *r = rvalue(e->getRHS());
     return make(op, e->isLogicalOp() ? types_.int_() : value_type(e->getType()), l, r);
 }
 
 node *translator::conditional(const Expr *cond, const Expr *a, const Expr *b, QualType qt) {
     node *c = condition(cond);
+    if (hoists(a) || hoists(b)) return conditional_by_branches(c, a, b, qt);
     if (qt->isRecordType()) {
         // The choice is made between addresses, so that no class value hangs in a tree.
         node *x = address_of(class_lvalue(rvalue(a)));
@@ -312,6 +327,20 @@ node *translator::conditional(const Expr *cond, const Expr *a, const Expr *b, Qu
     return make(OP::QUEST, t, c, make(OP::COLON, t, x, y));
 }
 
+// x ?: y: the value of x is kept in a temporary.
+node *translator::conditional_without_middle(const BinaryConditionalOperator *e) {
+    node *value = rvalue(e->getCommon());
+    symbol *kept = temporary(unqualified(value->ntype));
+    node *before = assign(name(kept), value);
+    if (hoists(e->getFalseExpr())) {
+        add_tree(before, e->getBeginLoc());
+        before = nullptr;
+    }
+    opaque_[e->getOpaqueValue()] = kept;
+    node *choice = conditional(e->getCond(), e->getTrueExpr(), e->getFalseExpr(), e->getType());
+    return comma(before, choice);
+}
+
 node *translator::condition(const Expr *e) {
     node *n = rvalue(e);
     // A comparison under a conversion to int, as in if ((a < b) != 0), stays as written.
@@ -324,6 +353,10 @@ node *translator::discarded(const Expr *e) {
         if (c->getCastKind() == CK_ToVoid) return discarded(c->getSubExpr());
     if (const auto *x = dyn_cast<BinaryOperator>(e); x && x->getOpcode() == BO_Comma) {
         node *first = discarded(x->getLHS());
+        if (first && hoists(x->getRHS())) {
+            add_tree(first, e->getBeginLoc());
+            first = nullptr;
+        }
         node *second = discarded(x->getRHS());
         return second ? comma(first, second) : first;
     }

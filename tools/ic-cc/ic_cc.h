@@ -23,6 +23,7 @@
 #include <optional>
 #include <set>
 #include <unordered_map>
+#include <utility>
 
 // A constant: a number, or an address (a symbol or a string, and an offset in units).
 struct constant {
@@ -69,6 +70,12 @@ private:
         unsigned depth = 0;    // of nested blocks
         bool reachable = true; // the next statement can be reached by falling into it
         std::unordered_map<const clang::SwitchCase *, unsigned> case_labels;
+        bool may_hoist = false;  // the body has statements with control flow in expressions
+        bool collecting = false; // statements become part of an expression
+        node *collected = nullptr;
+        std::vector<const clang::LabelDecl *> taken_labels; // those whose address is taken
+        // Parameters of a definition without prototype that are narrower than what is passed.
+        std::vector<std::pair<const clang::ParmVarDecl *, symbol *>> narrowed;
     };
 
     // --- failures and positions
@@ -133,6 +140,10 @@ private:
     std::string unique_global_name(const std::string &wanted);
     void check_attributes(const clang::Decl *decl);
     bool defines_here(const clang::FunctionDecl *definition);
+    bool on_demand(const clang::FunctionDecl *f); // defined only when something refers to it
+    void define_pending();
+    const type *passed_type(const clang::ParmVarDecl *p);
+    const type *flexible_type(const clang::VarDecl *v, const type *t);
 
     // --- initialisers (init.cpp)
     void static_init(symbol *s, const clang::Expr *init);
@@ -146,15 +157,28 @@ private:
                       const target_maker &target);
     void place_string(image &img, const type *t, const clang::StringLiteral *s,
                       std::uint32_t offset);
+    void split_string(image &img, const type *t, std::uint32_t offset);
     void place_record(image &img, const type *t, const clang::InitListExpr *list,
                       std::uint32_t offset, const target_maker &target);
     void place_bits(image &img, const member &m, std::int64_t value, std::uint32_t offset);
     void check_designators(const clang::InitListExpr *list);
     std::vector<node *> image_trees(const image &img, std::uint32_t size_bits);
-    std::vector<node *> auto_init(const type *t, const clang::Expr *init,
-                                  const target_maker &target);
+    void auto_init(const type *t, const clang::Expr *init, const target_maker &target,
+                   const std::function<void(node *)> &emit);
 
-    // --- expressions (expr.cpp, assign.cpp, calls.cpp)
+    // --- statements in expressions (hoist.cpp)
+    bool straight_line(const clang::Stmt *s);
+    bool contains_flow(const clang::Stmt *s);
+    bool hoists(const clang::Expr *e);
+    void survey(const clang::Stmt *body);
+    node *settled(node *n);
+    node *settled_lvalue(node *lv);
+    node *statement_expression(const clang::StmtExpr *e);
+    node *logical_by_branches(const clang::BinaryOperator *e);
+    node *conditional_by_branches(node *cond, const clang::Expr *a, const clang::Expr *b,
+                                  clang::QualType qt);
+
+    // --- expressions (expr.cpp, assign.cpp, calls.cpp, builtins.cpp)
     node *rvalue(const clang::Expr *e);
     node *rvalue_inner(const clang::Expr *e);
     node *lvalue(const clang::Expr *e);
@@ -177,7 +201,12 @@ private:
     node *compound_assign(const clang::CompoundAssignOperator *e);
     node *assign(node *target, node *source);
     node *call(const clang::CallExpr *e);
+    node *conditional_without_middle(const clang::BinaryConditionalOperator *e);
+    std::vector<node *> arguments(llvm::ArrayRef<const clang::Expr *> exprs);
+    node *call_symbol(symbol *callee, const std::vector<node *> &args);
+    symbol *library_function(llvm::StringRef function, const type *t);
     node *builtin_call(const clang::CallExpr *e, unsigned id);
+    node *overflow_call(const clang::CallExpr *e, symbol *helper);
     node *va_start(const clang::CallExpr *e);
     node *va_arg(const clang::VAArgExpr *e);
 
@@ -189,6 +218,7 @@ private:
     node *icon(std::int64_t value) { return icon(value, types_.int_()); }
     node *fcon(float value, const type *t);
     node *name(symbol *s);
+    node *object(symbol *s); // as the source sees it
     node *label_ref(unsigned number);
     node *address_of(node *lv);
     node *deref(node *pointer);
@@ -228,6 +258,8 @@ private:
     void close_block(clang::SourceLocation at);
     unsigned new_label() { return ++fn_->last_label; }
     unsigned label_of(const clang::LabelDecl *decl);
+    unsigned label_value(const clang::LabelDecl *decl); // what its address is
+    void computed_goto(const clang::IndirectGotoStmt *s);
     void loop(const clang::Expr *cond, const clang::Stmt *step, const clang::Stmt *body,
               clang::SourceLocation at, bool test_first);
     void switch_statement(const clang::SwitchStmt *s);
@@ -260,6 +292,10 @@ private:
     std::unordered_map<const clang::StringLiteral *, symbol *> wide_strings_;
     std::unordered_map<const clang::CompoundLiteralExpr *, symbol *> literals_;
     std::unordered_map<const type *, symbol *> zero_images_; // by unqualified type
+    std::map<std::string, symbol *> library_symbols_;        // not declared by the source
+    std::unordered_map<symbol *, const type *> flexible_;    // objects with their declared types
+    std::unordered_map<const clang::OpaqueValueExpr *, symbol *> opaque_; // values at hand
+    std::vector<const clang::FunctionDecl *> pending_; // functions to be defined on demand
     std::set<std::string> global_names_;
     unsigned hidden_ = 0;
     function_state *fn_ = nullptr; // null outside functions

@@ -27,6 +27,7 @@ struct translator::image {
     std::map<std::uint32_t, bits> bit_cells;
     std::vector<dynamic_part> parts; // automatic objects only
     std::uint32_t covered = 0;       // bits that `parts` give a value
+    bool overlaps = false;           // a later part may lie in an earlier one
 };
 
 static const Expr *bare(const Expr *e) {
@@ -74,13 +75,14 @@ void translator::place_scalar(image &img, const type *t, const Expr *init, std::
 void translator::place_string(image &img, const type *t, const StringLiteral *s,
                               std::uint32_t offset) {
     const type *array = strip(t);
-    std::uint32_t length = std::min<std::uint32_t>(s->getLength(), array->count);
+    const std::uint32_t room = array->complete ? array->count : s->getLength() + 1;
+    std::uint32_t length = std::min<std::uint32_t>(s->getLength(), room);
     if (img.automatic) img.covered += array->size;
     image_cell &cell = img.cells[units(offset)];
     cell = {};
     if (s->getCharByteWidth() == 1 && is_plain_or_signed_char(array->base)) {
         // The terminating zero belongs to the tree where there is room for it.
-        std::uint32_t filled = std::min(length + 1, array->count);
+        std::uint32_t filled = std::min(length + 1, room);
         if (filled == 0) return;
         cell.size = filled;
         cell.trees = {
@@ -93,6 +95,22 @@ void translator::place_string(image &img, const type *t, const StringLiteral *s,
     cell.size = length * units(element->size);
 }
 
+// Gives each character of a string that was placed whole a cell of its own.
+void translator::split_string(image &img, const type *t, std::uint32_t offset) {
+    const type *element = strip(strip(t)->base);
+    const image_cell whole = img.cells[units(offset)];
+    if (whole.trees.empty()) return;
+    const bool packed = whole.trees.front()->op == OP::SCON;
+    const std::string &text = whole.trees.front()->text;
+    const std::size_t count = packed ? text.size() : whole.trees.size();
+    img.cells.erase(units(offset));
+    for (std::size_t i = 0; i < count; ++i) {
+        node *one = packed ? icon(static_cast<unsigned char>(text[i]), element) : whole.trees[i];
+        const std::uint32_t size = units(element->size);
+        img.cells[units(offset) + static_cast<std::uint32_t>(i) * size] = {size, {one}};
+    }
+}
+
 void translator::place_record(image &img, const type *t, const InitListExpr *list,
                               std::uint32_t offset, const target_maker &target) {
     const type *record = strip(t);
@@ -102,7 +120,7 @@ void translator::place_record(image &img, const type *t, const InitListExpr *lis
         if (!m) return;
         target_maker inner = [this, target, m, record] { return dot(target(), *m, record); };
         init = bare(init);
-        if (isa<ImplicitValueInitExpr>(init)) return;
+        if (isa<ImplicitValueInitExpr, NoInitExpr>(init)) return;
         if (!m->is_bitfield) return place(img, m->mtype, init, offset + m->offset, inner);
         constant v;
         bool known = evaluate(init, v) && convert(v, m->mtype) && v.kind == constant::integer;
@@ -152,9 +170,11 @@ void translator::place(image &img, const type *t, const Expr *init, std::uint32_
     const auto *list = dyn_cast<InitListExpr>(init);
     if (list) check_designators(list);
     if (list && list->isTransparent()) return place(img, t, list->getInit(0), offset, target);
-    if (isa<DesignatedInitUpdateExpr>(init)) {
-        refuse(init->getBeginLoc(), "a designator into an object that was initialised whole");
-        return;
+    if (const auto *update = dyn_cast<DesignatedInitUpdateExpr>(init)) {
+        img.overlaps = true;
+        place(img, t, update->getBase(), offset, target);
+        if (isa<StringLiteral>(bare(update->getBase()))) split_string(img, t, offset);
+        return place(img, t, update->getUpdater(), offset, target);
     }
     if (inner->kind == tkind::array) {
         const Expr *only = list && list->getNumInits() == 1 ? bare(list->getInit(0)) : init;
@@ -169,7 +189,8 @@ void translator::place(image &img, const type *t, const Expr *init, std::uint32_
         }
         const type *element = element_of(t);
         std::uint32_t size = strip(element)->size;
-        for (unsigned i = 0; i < list->getNumInits() && i < inner->count; ++i) {
+        const unsigned count = inner->complete ? inner->count : list->getNumInits();
+        for (unsigned i = 0; i < list->getNumInits() && i < count; ++i) {
             target_maker part = [this, target, i, size] {
                 node *array = target();
                 node *p = make(OP::PCONV, decayed(array->ntype), address_of(array));
@@ -233,15 +254,17 @@ std::vector<node *> translator::image_trees(const image &img, std::uint32_t size
 void translator::static_init(symbol *s, const Expr *init) {
     function_state *outer = fn_;
     image img;
-    place(img, s->stype, init, 0, [this, s] { return name(s); });
+    auto flexible = flexible_.find(s);
+    place(img, flexible == flexible_.end() ? s->stype : flexible->second, init, 0,
+          [this, s] { return name(s); });
     s->has_init = true;
     s->init.trees = image_trees(img, strip(s->stype)->size);
     fn_ = outer;
 }
 
-// The assignments that initialise an automatic object.
-std::vector<node *> translator::auto_init(const type *t, const Expr *init,
-                                          const target_maker &target) {
+// Gives the assignments that initialise an automatic object to `emit`, in their order.
+void translator::auto_init(const type *t, const Expr *init, const target_maker &target,
+                           const std::function<void(node *)> &emit) {
     constexpr std::size_t few = 4; // values that are stored one by one
     init = bare(init);
     const type *inner = strip(t);
@@ -249,20 +272,21 @@ std::vector<node *> translator::auto_init(const type *t, const Expr *init,
     auto store = [&](const target_maker &to, const type *part, const Expr *value) {
         node *place_tree = to();
         node *source = rvalue(value);
-        return assign(place_tree, convert_tree(source, part));
+        emit(assign(place_tree, convert_tree(source, part)));
     };
     if (!aggregate) {
         const auto *list = dyn_cast<InitListExpr>(init);
-        if (list && list->getNumInits() == 0) init = nullptr;
-        if (!init) return {assign(target(), convert_tree(icon(0), t))};
-        return {store(target, t, init)};
+        if (list && list->getNumInits() == 0)
+            emit(assign(target(), convert_tree(icon(0), t)));
+        else
+            store(target, t, init);
+        return;
     }
-    if (inner->kind == tkind::record && !isa<InitListExpr>(init)) return {store(target, t, init)};
+    if (inner->kind == tkind::record && !isa<InitListExpr>(init)) return store(target, t, init);
     image img;
     img.automatic = true;
     place(img, t, init, 0, target);
-    std::vector<node *> trees;
-    bool all_parts = img.covered >= inner->size && img.parts.size() <= few;
+    bool all_parts = img.covered >= inner->size && img.parts.size() <= few && !img.overlaps;
     bool no_strings = true;
     for (const auto &[unit, cell] : img.cells)
         no_strings &= cell.trees.front()->op != OP::SCON && cell.trees.size() == 1;
@@ -279,11 +303,10 @@ std::vector<node *> translator::auto_init(const type *t, const Expr *init,
             s->has_init = true;
             s->init.trees = image_trees(img, inner->size);
         }
-        trees.push_back(assign(target(), name(s)));
+        emit(assign(target(), name(s)));
     }
     for (const dynamic_part &p : img.parts)
-        if (one_by_one || !p.is_constant) trees.push_back(store(p.target, p.ptype, p.value));
-    return trees;
+        if (one_by_one || img.overlaps || !p.is_constant) store(p.target, p.ptype, p.value);
 }
 
 node *translator::compound_literal(const CompoundLiteralExpr *e) {
@@ -295,7 +318,14 @@ node *translator::compound_literal(const CompoundLiteralExpr *e) {
     const type *t = complete(expr_type(e));
     symbol *s = temporary(t);
     node *before = nullptr;
-    for (node *n : auto_init(t, e->getInitializer(), [this, s] { return name(s); }))
-        before = comma(before, n);
+    const bool as_statements = hoists(e->getInitializer());
+    auto_init(
+        t, e->getInitializer(), [this, s] { return name(s); },
+        [&](node *n) {
+            if (as_statements)
+                add_tree(n, e->getBeginLoc());
+            else
+                before = comma(before, n);
+        });
     return comma(before, name(s));
 }

@@ -169,6 +169,7 @@ void set_options(CompilerInstance &ci, const command_line &c) {
         pp.addMacroUndef(name);
         pp.addMacroDef(std::string(name) + "=" + value);
     };
+    if (!c.preprocess) pp.Includes.push_back(std::string(header_folder) + "/zra_builtins.h");
     pp.addMacroDef("__ZRA__=1");
     redefine("__CHAR_BIT__", "16");
     redefine("__SCHAR_MAX__", "32767");
@@ -182,7 +183,8 @@ void set_options(CompilerInstance &ci, const command_line &c) {
     for (const char *name : {"__INT8_TYPE__", "__UINT8_TYPE__", "__INT64_TYPE__", "__UINT64_TYPE__",
                              "__SIZEOF_INT128__"})
         pp.addMacroUndef(name);
-    for (const char *name : foreign_macros) pp.addMacroUndef(name);
+    for (const char *name : foreign_macros)
+        pp.addMacroUndef(name);
     for (const auto &[text, undefined] : c.macros)
         undefined ? pp.addMacroUndef(text) : pp.addMacroDef(text);
 }

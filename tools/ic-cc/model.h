@@ -74,7 +74,7 @@ struct enumerator {
 
 struct type {
     tkind kind = tkind::void_type;
-    unsigned number = 0; // of the file
+    unsigned number = 0;    // of the file
     std::uint32_t size = 0; // layers (qualified, named) have none of their own: see strip
     std::uint32_t align = unit_bits;
     ikind ik = ikind::int_;
@@ -193,7 +193,7 @@ struct node {
 };
 
 struct item {
-    enum kind_t { tree, label, statement_pragma, assembly, block_begin, block_end } kind;
+    enum kind_t { tree, label, statement_pragma, assembly, block_begin, block_end } kind = tree;
     position pos;
     node *expr = nullptr;
     unsigned number = 0; // label

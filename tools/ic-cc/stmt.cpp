@@ -6,7 +6,12 @@
 using namespace clang;
 
 void translator::add_tree(node *n, SourceLocation at) {
-    if (!n || !fn_->reachable) return;
+    if (!n) return;
+    if (fn_->collecting) {
+        fn_->collected = comma(fn_->collected, n);
+        return;
+    }
+    if (!fn_->reachable) return;
     item i{};
     i.kind = item::tree;
     i.pos = pos(at);
@@ -55,6 +60,39 @@ unsigned translator::label_of(const LabelDecl *decl) {
     return number;
 }
 
+// The address of a label is a number that counts from 1 within its function.
+unsigned translator::label_value(const LabelDecl *decl) {
+    std::vector<const LabelDecl *> &labels = fn_->taken_labels;
+    for (std::size_t i = 0; i < labels.size(); ++i)
+        if (labels[i] == decl) return static_cast<unsigned>(i) + 1;
+    labels.push_back(decl);
+    return static_cast<unsigned>(labels.size());
+}
+
+// A switch over all labels whose address the function takes.
+void translator::computed_goto(const IndirectGotoStmt *s) {
+    if (const LabelDecl *known = s->getConstantTarget())
+        return add_branch(label_of(known), s->getGotoLoc());
+    if (fn_->taken_labels.empty()) {
+        refuse(s->getGotoLoc(), "a jump to a label of another function");
+        return;
+    }
+    node *target = convert_tree(rvalue(s->getTarget()), types_.int_());
+    node *chain = nullptr;
+    for (std::size_t i = 0; i < fn_->taken_labels.size(); ++i) {
+        node *entry = make(OP::CASE, types_.int_(), icon(static_cast<std::int64_t>(i) + 1),
+                           label_ref(label_of(fn_->taken_labels[i])));
+        chain = chain ? make(OP::COMMA, types_.int_(), chain, entry) : entry;
+    }
+    node *otherwise =
+        make(OP::DEFAULT, types_.int_(), label_ref(label_of(fn_->taken_labels.front())));
+    node *tree =
+        make(OP::SWITCH, types_.int_(), target, make(OP::COMMA, types_.int_(), chain, otherwise));
+    tree->value = static_cast<std::int64_t>(fn_->taken_labels.size());
+    add_tree(tree, s->getGotoLoc());
+    fn_->reachable = false;
+}
+
 bool translator::has_declarations(const CompoundStmt *s) {
     for (const Stmt *child : s->body())
         if (const auto *d = dyn_cast<DeclStmt>(child))
@@ -64,7 +102,7 @@ bool translator::has_declarations(const CompoundStmt *s) {
 }
 
 void translator::compound(const CompoundStmt *s, bool own_scope) {
-    bool block = own_scope && has_declarations(s);
+    bool block = own_scope && !fn_->collecting && has_declarations(s);
     if (block) open_block(s->getLBracLoc());
     for (const Stmt *child : s->body())
         statement(child);
@@ -90,7 +128,7 @@ void translator::expression_statement(const Expr *e) {
             expression_statement(b->getLHS());
             return expression_statement(b->getRHS());
         }
-        if (b->isLogicalOp()) {
+        if (b->isLogicalOp() && !fn_->collecting) {
             unsigned end = new_label();
             node *c = condition(b->getLHS());
             add_cond_branch(b->getOpcode() == BO_LAnd ? c : negated(c), end, at);
@@ -98,7 +136,7 @@ void translator::expression_statement(const Expr *e) {
             return add_label(end);
         }
     }
-    if (const auto *c = dyn_cast<ConditionalOperator>(e)) {
+    if (const auto *c = dyn_cast<ConditionalOperator>(e); c && !fn_->collecting) {
         unsigned other = new_label(), end = new_label();
         add_cond_branch(condition(c->getCond()), other, at);
         expression_statement(c->getTrueExpr());
@@ -132,9 +170,11 @@ void translator::loop(const Expr *cond, const Stmt *step, const Stmt *body, Sour
     bool never = false;
     if (cond && evaluate_truth(cond, known)) (known ? always : never) = true;
     unsigned top = new_label(), next = new_label(), end = new_label();
+    const bool test_at_top = test_first && hoists(cond); // the test stands once
+    if (test_at_top) add_label(top);
     if (test_first && !always) add_cond_branch(condition(cond), end, cond->getBeginLoc());
     loop_pragmas(at);
-    if (!never || test_first) add_label(top);
+    if (!test_at_top && (!never || test_first)) add_label(top);
     fn_->break_labels.push_back(end);
     fn_->continue_labels.push_back(next);
     statement(body);
@@ -142,7 +182,7 @@ void translator::loop(const Expr *cond, const Stmt *step, const Stmt *body, Sour
     fn_->continue_labels.pop_back();
     add_label(next);
     if (step) expression_statement(cast<Expr>(step));
-    if (always)
+    if (always || test_at_top)
         add_branch(top, at);
     else if (!never)
         add_cond_branch(negated(condition(cond)), top, cond->getBeginLoc());
@@ -163,6 +203,7 @@ void translator::switch_statement(const SwitchStmt *s) {
     node *chain = nullptr;
     std::int64_t count = 0;
     std::set<std::int64_t> seen;
+    symbol *kept = nullptr; // the value, when a range is wide
     for (auto c = cases.rbegin(); c != cases.rend(); ++c) {
         unsigned label = fn_->case_labels[*c] = new_label();
         const auto *one = dyn_cast<CaseStmt>(*c);
@@ -172,8 +213,23 @@ void translator::switch_statement(const SwitchStmt *s) {
         }
         std::optional<std::int64_t> low = evaluate_integer(one->getLHS()), high = low;
         if (one->getRHS()) high = evaluate_integer(one->getRHS());
-        if (!low || !high || *high - *low > widest_range) {
+        if (!low || !high) {
             refuse(one->getBeginLoc(), "this case label");
+            continue;
+        }
+        if (*high - *low > widest_range) { // tested before the switch
+            if (!kept) {
+                kept = temporary(t);
+                add_tree(assign(name(kept), value), s->getBeginLoc());
+                value = name(kept);
+            }
+            const bool with_sign = is_signed(t);
+            node *above =
+                make(with_sign ? OP::GE : OP::UGE, types_.int_(), name(kept), icon(*low, t));
+            node *below =
+                make(with_sign ? OP::LE : OP::ULE, types_.int_(), name(kept), icon(*high, t));
+            node *inside = make(OP::ANDAND, types_.int_(), above, below);
+            add_cond_branch(negated(inside), label, one->getBeginLoc());
             continue;
         }
         for (std::int64_t v = *low; v <= *high; ++v) {
@@ -289,7 +345,7 @@ void translator::statement(const Stmt *s) {
     case Stmt::ReturnStmtClass: return return_statement(cast<ReturnStmt>(s));
     case Stmt::GCCAsmStmtClass:
     case Stmt::MSAsmStmtClass: return asm_statement(cast<AsmStmt>(s));
-    case Stmt::IndirectGotoStmtClass: refuse(at, "a computed goto"); return;
+    case Stmt::IndirectGotoStmtClass: return computed_goto(cast<IndirectGotoStmt>(s));
     default: refuse(at, std::string("this statement (") + s->getStmtClassName() + ")");
     }
 }

@@ -42,6 +42,15 @@ node *translator::name(symbol *s) {
     return n;
 }
 
+node *translator::object(symbol *s) {
+    auto flexible = flexible_.find(s);
+    if (flexible == flexible_.end()) return name(s);
+    const type *t = flexible->second;
+    return make(
+        OP::UMULT, t,
+        make(OP::PCONV, types_.pointer(t), make(OP::UAND, types_.pointer(s->stype), name(s))));
+}
+
 node *translator::label_ref(unsigned number) {
     node *n = make(OP::LABEL, types_.int_());
     n->value = number;
