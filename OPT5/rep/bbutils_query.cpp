@@ -1,4 +1,5 @@
 // Questions about trees.
+#include "OPT5/builtins/bif.h"
 #include "OPT5/driver/log.h"
 #include "OPT5/rep/bbutils.h"
 #include "OPT5/rep/symbol.h"
@@ -127,6 +128,8 @@ bool node_has_own_effect(const NODE *node) {
     case OP::PCOMMA:
     case OP::DDNODE:
     case OP::EPVAL: return false;
+    case OP::MCALL:
+    case OP::UMCALL: return !is_pure_BIF_call(node);
     default: return true;
     }
 }

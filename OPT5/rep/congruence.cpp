@@ -1,4 +1,5 @@
 // When two trees have the same value.
+#include "OPT5/builtins/bif.h"
 #include "OPT5/rep/bblk.h"
 #include "OPT5/rep/bbutils.h"
 #include "OPT5/rep/symbol.h"
@@ -109,6 +110,16 @@ bool is_promoted_argument(const NODE *variable, const NODE *conversion) {
            std::strcmp(to->name, from->name) == 0;
 }
 
+bool may_have_effect(const NODE *node) {
+    return side_effects[node->op] != SE_NONE && !is_pure_BIF_call(node);
+}
+
+bool has_commuting_arguments(const NODE *node) {
+    const BIF_DESCRIPTOR *bif = find_BIF_descriptor_for_call(node);
+    return bif && (bif->holds.flags & HOLDS_commutes_01) != 0 && node->left->op == OP::COMMA &&
+           node->left->left->op != OP::COMMA;
+}
+
 bool can_regroup(const NODE *node) {
     switch (node->op) {
     case OP::PLUS:
@@ -160,8 +171,7 @@ public:
             b = see_through(b);
             if (a == b) return !a || !has_reserved_handle(a);
             if (!a || !b) return false;
-            if (!se_ok && (side_effects[a->op] != SE_NONE || side_effects[b->op] != SE_NONE))
-                return false;
+            if (!se_ok && (may_have_effect(a) || may_have_effect(b))) return false;
             if (!have_one_type(a, b)) return false;
             if (commute_inv[b->op] == a->op) {
                 if (a->op == b->op && can_regroup(a)) return sums(a, b);
@@ -173,6 +183,7 @@ public:
             if (a->op == OP::UAND && a->left->op == OP::STDOT && b->left->op == OP::STDOT)
                 return addresses_of_members(a->left, b->left);
             if (a->op == OP::IF) return branches(a, b);
+            if (has_commuting_arguments(a) && exchanged(a->left, b->left)) return true;
             if (!trees(a->right, b->right)) return false;
         }
     }

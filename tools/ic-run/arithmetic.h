@@ -2,9 +2,11 @@
 // as its bits.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 
 inline std::int32_t as_signed(std::uint32_t v) {
     return static_cast<std::int32_t>(v);
@@ -47,6 +49,18 @@ inline std::uint32_t shift_right(std::uint32_t a, std::uint32_t count, unsigned 
 // `a` is a value of 32 bits, or one of 16 bits extended to them.
 inline std::uint32_t shift_right_signed(std::uint32_t a, std::uint32_t count, unsigned width) {
     return static_cast<std::uint32_t>(as_signed(a) >> (count < width ? count : 31));
+}
+
+// Saturating arithmetic: the value of the type that is nearest to the true one.
+inline std::uint32_t saturated(std::int64_t value) {
+    return static_cast<std::uint32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
+}
+inline std::uint32_t saturated16(std::int32_t value) {
+    return low16(static_cast<std::uint32_t>(std::clamp<std::int32_t>(value, INT16_MIN, INT16_MAX)));
+}
+inline std::uint32_t subtract_halves(std::uint32_t a, std::uint32_t b) {
+    const std::uint32_t low = saturated16(as_signed(extended16(a)) - as_signed(extended16(b)));
+    return low | saturated16((as_signed(a) >> 16) - (as_signed(b) >> 16)) << 16;
 }
 
 // `width` bits of a storage unit from bit `first`; as a value of 32 bits.

@@ -239,9 +239,7 @@ FUNCTION_COMPILER::REG FUNCTION_COMPILER::value(std::uint32_t i, int hint) {
     case OP::ICALL:
     case OP::UICALL:
     case OP::MCALL:
-    case OP::UMCALL:
-        return fault("the intrinsic '" + std::string(model_.text(node(i), IF_NODE::payload)) +
-                     "' is not known");
+    case OP::UMCALL: return intrinsic(i, hint);
     default: return fault("the operator " + if_opcode_name(op(i)) + " cannot be run");
     }
 }

@@ -90,6 +90,7 @@ private:
     REG class_assignment(std::uint32_t i);
     REG copy_memory(std::uint32_t i);
     REG call(std::uint32_t i, bool wanted, int hint);
+    REG intrinsic(std::uint32_t i, int hint);
     void branch(std::uint32_t i, bool sense, std::uint32_t label);
     bool comparing_branch(std::uint32_t i, bool sense, std::uint32_t label);
     REG fault(const std::string &text);

@@ -152,10 +152,21 @@ std::uint32_t lib_difftime(LIBRARY_CALL &call) {
     return float_result(static_cast<float>(std::int64_t{end} - begin));
 }
 
+std::uint32_t lib_memory_barrier(LIBRARY_CALL &) {
+    return 0;
+}
+
 constexpr LIBRARY_ENTRY entries[] = {
-    {"exit", lib_exit},     {"abort", lib_abort}, {"__assert_fail", lib_assert_fail},
-    {"atexit", lib_atexit}, {"qsort", lib_qsort}, {"bsearch", lib_bsearch},
-    {"time", lib_time},     {"clock", lib_clock}, {"difftime", lib_difftime},
+    {"exit", lib_exit},
+    {"abort", lib_abort},
+    {"__assert_fail", lib_assert_fail},
+    {"atexit", lib_atexit},
+    {"qsort", lib_qsort},
+    {"bsearch", lib_bsearch},
+    {"time", lib_time},
+    {"clock", lib_clock},
+    {"difftime", lib_difftime},
+    {"__memory_barrier", lib_memory_barrier},
 };
 } // namespace
 
