@@ -52,21 +52,43 @@ NODE *simp_EXCLAIM(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_QUEST(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_ANDAND(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_OROR(NODE *tree, LOOP *loop, CONTEXT *ctx);
-NODE *simp_ANDOR_ANDOR(NODE *tree, LOOP *loop, CONTEXT *ctx); // both operands have the root's operator
+NODE *simp_ANDOR_ANDOR(NODE *tree, LOOP *loop,
+                       CONTEXT *ctx); // both operands have the root's operator
 NODE *simp_CBRANCH(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_IF(NODE *tree, LOOP *loop, CONTEXT *ctx);
 
 // --- shared small steps
-// Folds the node alone: constants, and a neutral constant on the right. Gives what replaces it; null
-// when there is nothing to fold.
+// A rewrite rule: gives what takes the node's place, or null when it does not apply, and then
+// nothing is changed.
+using SIMP_RULE = NODE *(*)(NODE *tree, LOOP *loop, CONTEXT *ctx);
+// The first of the rules that applies; null when none does.
+template <std::size_t N>
+NODE *apply_first(const SIMP_RULE (&rules)[N], NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    for (const SIMP_RULE rule : rules)
+        if (NODE *result = rule(tree, loop, ctx)) return result;
+    return nullptr;
+}
+// The node becomes its left operand as a value of its type; the right one, which must have no
+// effect, is gone.
+NODE *becomes_left(NODE *tree, LOOP *loop, CONTEXT *ctx);
+// The node becomes a constant of its type behind the effects of its operands.
+NODE *becomes_constant(NODE *tree, const INT65 &value, LOOP *loop, CONTEXT *ctx);
+// Folds the node alone: constants, and a neutral constant on the right. Gives what replaces it;
+// null when there is nothing to fold.
 NODE *fold_node(NODE *tree, LOOP *loop, CONTEXT *ctx);
 // Integers, enums and pointers, whose operations wrap: low bits of results follow from low bits of
 // operands. A bool is none, since conversions to it look at all bits.
 bool is_modular_type(const TYPE *type);
-inline bool is_ICON(const NODE *tree) { return tree && tree->op == OP::ICON; }
-inline bool is_FCON(const NODE *tree) { return tree && tree->op == OP::FCON; }
+inline bool is_ICON(const NODE *tree) {
+    return tree && tree->op == OP::ICON;
+}
+inline bool is_FCON(const NODE *tree) {
+    return tree && tree->op == OP::FCON;
+}
 // The constant as the value that its type holds.
-inline INT65 icon_value(const NODE *icon) { return truncate_to_type(icon->u.lval, icon->type); }
+inline INT65 icon_value(const NODE *icon) {
+    return truncate_to_type(icon->u.lval, icon->type);
+}
 // The same when it is an operand of a node of this integer or pointer type.
 INT65 constant_as(const NODE *icon, const TYPE *type);
 // The constant in the node's own type, which must be integer, enum or pointer.
