@@ -13,15 +13,8 @@ void identify_fl_statics_safe_for_auto() {}
 void convert_safe_fl_statics_to_auto() {}
 void fast_CP(int, int) { simp_all_trees(); }
 void elim_dead_assigns(bool, bool) {}
-void promote_all_embedded_assignments() {}
 void build_stack_sharing_type() {}
-void sym_split() {}
-void beta_parms() {}
-void beta_convert() {}
-void straighten_cond_paths() {}
-void explode_auto_struct_vars() {}
 void expand_bitfields() {}
-void copyprop(bool) {}
 void annotate_cfg() {}
 void gcse() {}
 void restructure_loops() {}
@@ -38,7 +31,6 @@ void convert_sti_to_cinit() {}
 void lcse() {}
 void propagate_increments() {}
 void combine_asgs_to_memory() {}
-void fold_ANDBASGs() {}
 void rotate_loops() {}
 void straighten_traces_in_cfg() {}
 void unsimplify() {}
