@@ -1,6 +1,7 @@
 // What calls, and trees as a whole, may change. Of a call counts what its callee's record promises
 // and what it can reach: variables by their names, and memory by pointers that it is given or that
 // were kept from earlier calls.
+#include "OPT5/builtins/bif.h"
 #include "OPT5/rep/type_pkg.h"
 #include "OPT5/scalar/alias_state.h"
 #include "OPT5/scalar/scalar.h"
@@ -18,7 +19,9 @@ std::uint32_t promises_of(const NODE *call) {
     if (is_intrinsic(call)) {
         // The marks of SSA form are no calls.
         const bool is_mark = std::strncmp(call->icall_name(), "def$", 4) == 0;
-        return is_mark ? std::uint32_t{FUN_is_pure_fun} : 0;
+        const BIF_DESCRIPTOR *known = find_BIF_descriptor(call->icall_name());
+        const bool is_pure = is_mark || (known && (known->flags & BIF_pure));
+        return is_pure ? std::uint32_t{FUN_is_pure_fun} : 0;
     }
     const FUNINFO *callee = find_FUNINFO_for_call(call);
     return callee ? callee->flags : 0;
