@@ -52,8 +52,8 @@ NODE *simp_EXCLAIM(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_QUEST(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_ANDAND(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_OROR(NODE *tree, LOOP *loop, CONTEXT *ctx);
-NODE *simp_ANDOR_ANDOR(NODE *tree, LOOP *loop,
-                       CONTEXT *ctx); // both operands have the root's operator
+// Both operands have the other of the two operators.
+NODE *simp_ANDOR_ANDOR(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_CBRANCH(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_IF(NODE *tree, LOOP *loop, CONTEXT *ctx);
 

@@ -1,0 +1,511 @@
+// Truth values: negation, conjunctions and disjunctions.
+//
+// A conjunction whose right operand is cheap and harmless is an ANDB of truth values, which costs a
+// cycle instead of a jump; a disjunction is an ORB. Before that, the operands of the whole chain
+// are compared with the new one: tests of one value with constants join as arcs (see simp_arcs.h),
+// tests of several values with the same constant join as one test of their bits, and what a chain
+// says already, or says the opposite of, decides. De Morgan's rules make one catalogue of both
+// operators: `decides` is the value of an operand that ends the evaluation, false for ANDAND.
+#include "OPT5/scalar/simp_bool.h"
+
+#include "OPT5/builtins/bif.h"
+#include "OPT5/rep/symbol.h"
+#include "OPT5/rep/type_pkg.h"
+#include "OPT5/scalar/simp_arcs.h"
+#include "OPT5/target/costs.h"
+
+#include <utility>
+#include <vector>
+
+bool returns_1_or_0(const NODE *tree) {
+    for (;;) {
+        if (boolean_result[tree->op]) return true;
+        switch (tree->op) {
+        case OP::ICON: return tree->u.lval.is_zero() || tree->u.lval == INT65(1);
+        case OP::ANDB:
+            if (returns_1_or_0(tree->right)) return true;
+            break;
+        case OP::ORB:
+        case OP::XORB:
+            if (!returns_1_or_0(tree->right)) return false;
+            break;
+        case OP::QUEST:
+            if (!returns_1_or_0(tree->right->left)) return false;
+            tree = tree->right->right;
+            continue;
+        case OP::COMMAOP: tree = tree->right; continue;
+        case OP::SCONV:
+            if (tree->type->is_bool() && !tree->left->type->is_bool()) return true;
+            if (!tree->type->is_int_or_enum() || !tree->left->type->is_int_or_enum()) return false;
+            break;
+        case OP::ICALL: {
+            const BIF_DESCRIPTOR *bif = find_BIF_descriptor_for_call(tree);
+            return bif && (bif->holds.flags & HOLDS_returns_1_or_0) != 0;
+        }
+        default: return false;
+        }
+        tree = tree->left;
+    }
+}
+
+NODE *make_boolean(NODE *tree) {
+    if (returns_1_or_0(tree)) return coerce_to_type(tp->int_type(), tree);
+    TYPE *type = tree->type->type_qualified();
+    NODE *zero = coerce_to_type(type, make_ICON(INT65(0), tp->int_type()));
+    return maketree(OP::NEQ, tree, zero, tp->int_type(), tree->scope);
+}
+
+NODE *invert_boolean_tree(NODE *tree) {
+    const bool compares_zero =
+        tree->op == OP::EQ && is_ICON(tree->right) && icon_value(tree->right).is_zero();
+    if (compares_zero && returns_1_or_0(tree->left)) {
+        NODE *value = tree->left;
+        erase_tree(tree->right);
+        erase_node(tree);
+        return coerce_to_type(tp->int_type(), value);
+    }
+    if (tree_is_trivially_invertible(tree)) {
+        tree->op = boolean_inv[tree->op];
+        return tree;
+    }
+    TYPE *type = tree->type->type_qualified();
+    NODE *zero = coerce_to_type(type, make_ICON(INT65(0), tp->int_type()));
+    return maketree(OP::EQ, tree, zero, tp->int_type(), tree->scope);
+}
+
+NODE *simp_EXCLAIM(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    NODE *operand = tree->left;
+    erase_node(tree);
+    return simp_tree(invert_boolean_tree(operand), loop, ctx);
+}
+
+// --- opposites
+
+namespace {
+// The operator on truth values that says the same and evaluates both.
+bool joins_truths(const NODE *tree, int bitwise) {
+    return tree->op == bitwise && tree->type->is_int() && returns_1_or_0(tree->left) &&
+           returns_1_or_0(tree->right);
+}
+
+int bitwise_of(int op) {
+    return op == OP::ANDAND ? OP::ANDB : OP::ORB;
+}
+
+int dual_of(int op) {
+    return op == OP::ANDAND ? OP::OROR : OP::ANDAND;
+}
+
+// Conjunctions and disjunctions in either form; op is ANDAND or OROR.
+bool is_junction(const NODE *tree, int op) {
+    return tree->op == op || joins_truths(tree, bitwise_of(op));
+}
+
+bool compares_with_zero(const NODE *tree, int op) {
+    return tree->op == op && is_ICON(tree->right) && icon_value(tree->right).is_zero();
+}
+} // namespace
+
+bool has_cheap_inverse(const NODE *tree) {
+    if (tree_is_trivially_invertible(tree)) return true;
+    if (compares_with_zero(tree, OP::EQ) && returns_1_or_0(tree->left)) return true;
+    if (is_junction(tree, OP::ANDAND) || is_junction(tree, OP::OROR))
+        return has_cheap_inverse(tree->left) && has_cheap_inverse(tree->right);
+    return false;
+}
+
+NODE *cheap_inverse(NODE *tree) {
+    if (!has_cheap_inverse(tree)) return nullptr;
+    if (boolean_inv[tree->op] != OP::ILLOP) return invert_boolean_tree(tree); // a comparison
+    tree->left = cheap_inverse(tree->left);
+    tree->right = cheap_inverse(tree->right);
+    switch (tree->op) {
+    case OP::ANDAND: tree->op = OP::OROR; break;
+    case OP::OROR: tree->op = OP::ANDAND; break;
+    case OP::ANDB: tree->op = OP::ORB; break;
+    default: tree->op = OP::ANDB; break;
+    }
+    return tree;
+}
+
+bool can_be_evaluated_anyway(const NODE *tree) {
+    for (; tree; tree = tree->left) {
+        if (node_has_own_effect(tree) || !op_OK_for_SP[tree->op]) {
+            const bool divides = (tree->op == OP::DIV || tree->op == OP::MOD) &&
+                                 is_ICON(tree->right) && !icon_value(tree->right).is_zero();
+            const bool decides = tree->op == OP::ANDAND || tree->op == OP::OROR;
+            if (!divides && !decides) return false;
+        }
+        switch (tree->op) {
+        case OP::UMULT:
+        case OP::STREF:
+        case OP::CSE_DUPE:
+        case OP::CSE_ORIG: return false;
+        case OP::ICALL:
+        case OP::UICALL:
+            if (!is_pure_BIF_call(tree)) return false;
+            break;
+        case OP::UAND: { // computes an address and reads nothing
+            const NODE *lvalue = tree->left;
+            while (lvalue->op == OP::STDOT)
+                lvalue = lvalue->left;
+            if (lvalue->op == OP::NAME) return true;
+            if (lvalue->right && lvalue->op != OP::STREF) return false;
+            tree = lvalue;
+            continue;
+        }
+        default: break;
+        }
+        if (tree->right && !can_be_evaluated_anyway(tree->right)) return false;
+    }
+    return true;
+}
+
+bool same_integer_value(const NODE *a, const NODE *b) {
+    const auto strip = [](const NODE *tree) {
+        while (tree->op == OP::SCONV && tree->type->is_int_or_enum() &&
+               tree->left->type->is_int_or_enum() && !tree->type->is_bool() &&
+               (tree->type->size() > tree->left->type->size()
+                    ? tree->type->is_signed() || !tree->left->type->is_signed()
+                    : tree->type->size() == tree->left->type->size() &&
+                          tree->type->is_signed() == tree->left->type->is_signed()))
+            tree = tree->left;
+        return tree;
+    };
+    if (is_ICON(a) && is_ICON(b)) return icon_value(a) == icon_value(b);
+    return trees_are_congruent(strip(a), strip(b));
+}
+
+// --- two operands of one chain
+
+namespace {
+constexpr int dearest_operand = 3; // cycles, what may be spent where the program might not
+
+struct JUNCTION {
+    int op; // ANDAND or OROR
+    LOOP *loop;
+    CONTEXT *ctx;
+    bool is_and() const { return op == OP::ANDAND; }
+};
+
+NODE *constant_truth(bool value) {
+    return make_ICON(INT65(value), tp->int_type());
+}
+
+NODE *compare(int op, NODE *x, const INT65 &c, const JUNCTION &j) {
+    NODE *icon = make_ICON(c, x->type->type_qualified());
+    return simp_node(maketree(op, x, icon, tp->int_type(), x->scope), j.loop, j.ctx);
+}
+
+bool are_opposite(const NODE *a, const NODE *b) {
+    NODE negation; // for the comparison only
+    negation.op = OP::EXCLAIM;
+    negation.type = tp->int_type();
+    negation.left = const_cast<NODE *>(b);
+    return bools_are_congruent(a, &negation);
+}
+
+// a && a, a && !a.
+NODE *join_like(NODE *a, NODE *b, const JUNCTION &j) {
+    if (bools_are_congruent(a, b)) {
+        erase_tree(b);
+        return simp_tree(make_boolean(a), j.loop, j.ctx);
+    }
+    if (!are_opposite(a, b)) return nullptr;
+    erase_tree(a);
+    erase_tree(b);
+    return constant_truth(!j.is_and());
+}
+
+// a && (a || b), from either side.
+NODE *join_absorbing(NODE *a, NODE *b, const JUNCTION &j) {
+    for (const bool exchange : {false, true}) {
+        NODE *whole = exchange ? a : b, *part = exchange ? b : a;
+        if (!is_junction(whole, dual_of(j.op))) continue;
+        if (!bools_are_congruent(whole->left, part) && !bools_are_congruent(whole->right, part))
+            continue;
+        if (tree_has_side_effects(whole)) continue;
+        erase_tree(whole);
+        return simp_tree(make_boolean(part), j.loop, j.ctx);
+    }
+    return nullptr;
+}
+
+// A condition as tests of ever smaller parts of its value.
+constexpr int most_tests = 4;
+struct TESTS {
+    ARC_TEST of[most_tests];
+    int count = 0;
+};
+TESTS tests_of(NODE **condition, const JUNCTION &j) {
+    TESTS tests;
+    std::optional<ARC_TEST> test = test_of_comparison(*condition);
+    if (!test) {
+        const unsigned width = arc_width((*condition)->type);
+        if (!width) return tests;
+        test = ARC_TEST{condition, arc_of_comparison(OP::NEQ, 0, width)};
+    }
+    do
+        tests.of[tests.count++] = *test;
+    while (tests.count < most_tests && peel_test(&*test, j.loop, j.ctx));
+    return tests;
+}
+
+// (x & mask) == value of two points that differ in one bit.
+std::optional<std::pair<std::uint64_t, std::uint64_t>> two_points(ARC a, ARC b, bool is_and) {
+    if (is_and) {
+        a = a.complement();
+        b = b.complement();
+    }
+    const std::uint64_t difference = a.lo ^ b.lo;
+    if (!a.is_point() || !b.is_point() || (difference & (difference - 1)) != 0) return std::nullopt;
+    return std::pair(a.cut(~difference), a.lo & ~difference);
+}
+
+NODE *masked_test(NODE *x, std::uint64_t mask, int op, std::uint64_t value, const JUNCTION &j) {
+    TYPE *type = x->type->type_qualified();
+    x = simp_node(maketree(OP::ANDB, x, make_ICON(INT65(mask), type), type, x->scope), j.loop,
+                  j.ctx);
+    return compare(op, x, INT65(value), j);
+}
+
+// Tests of one value with constants.
+NODE *join_arcs(NODE *a, NODE *b, const JUNCTION &j) {
+    const TESTS of_a = tests_of(&a, j), of_b = tests_of(&b, j);
+    const int cost = cost_of_tree(a) + cost_of_tree(b) + cost_of_arithmetic;
+    for (int m = of_a.count - 1; m >= 0; --m)
+        for (int n = of_b.count - 1; n >= 0; --n) {
+            const ARC_TEST &test_a = of_a.of[m], &test_b = of_b.of[n];
+            if (test_a.arc.width != test_b.arc.width) continue;
+            NODE *x = *test_a.x;
+            if (!trees_are_congruent(x, *test_b.x)) continue;
+            const int rest = cost_of_tree(x) + cost_of_compare;
+            const std::optional<ARC> arc =
+                j.is_and() ? intersection(test_a.arc, test_b.arc) : united(test_a.arc, test_b.arc);
+            if (arc) {
+                const auto form = form_of_test(x->type, *arc, arc_of_values(x, nullptr, nullptr));
+                if (!form || rest + form->extra_cost() > cost) continue;
+                x = take_from_tree(test_a.x, a);
+                erase_tree(b);
+                return simp_tree(write_test(x, *form, x->scope, j.loop, j.ctx), j.loop, j.ctx);
+            }
+            const auto points = two_points(test_a.arc, test_b.arc, j.is_and());
+            if (!points || x->type->is_ptr() || rest + cost_of_arithmetic > cost) continue;
+            x = take_from_tree(test_a.x, a);
+            erase_tree(b);
+            return masked_test(x, points->first, j.is_and() ? OP::NEQ : OP::EQ, points->second, j);
+        }
+    return nullptr;
+}
+
+// "(x & mask) == value", or its opposite.
+struct MASK_TEST {
+    NODE **x;
+    std::uint64_t mask, value;
+};
+std::optional<MASK_TEST> mask_test_of(NODE **condition, bool opposite) {
+    NODE *tree = *condition;
+    const bool compares = tree->op == OP::EQ || tree->op == OP::NEQ;
+    NODE **masked = compares ? &tree->left : condition;
+    if ((*masked)->op != OP::ANDB || !is_ICON((*masked)->right)) return std::nullopt;
+    const unsigned width = arc_width((*masked)->type);
+    if (!width || arc_width((*masked)->left->type) != width) return std::nullopt;
+    if (compares && (!is_ICON(tree->right) || tree->right->type->size() != width))
+        return std::nullopt;
+    const std::uint64_t mask = arc_point((*masked)->right, width);
+    std::uint64_t value = compares ? arc_point(tree->right, width) : 0;
+    if ((tree->op == OP::EQ) == opposite) {
+        // The other value of a single bit.
+        if ((mask & (mask - 1)) != 0 || (value != 0 && value != mask)) return std::nullopt;
+        value ^= mask;
+    }
+    return MASK_TEST{&(*masked)->left, mask, value};
+}
+
+// (x & 1) == 0 && (x & 4) == 4, and the opposites joined by ||.
+NODE *join_masks(NODE *a, NODE *b, const JUNCTION &j) {
+    const auto of_a = mask_test_of(&a, !j.is_and()), of_b = mask_test_of(&b, !j.is_and());
+    if (!of_a || !of_b || (*of_a->x)->type->size() != (*of_b->x)->type->size() ||
+        !trees_are_congruent(*of_a->x, *of_b->x))
+        return nullptr;
+    if (((of_a->value ^ of_b->value) & of_a->mask & of_b->mask) != 0) {
+        erase_tree(a);
+        erase_tree(b);
+        return constant_truth(!j.is_and());
+    }
+    const std::uint64_t mask = of_a->mask | of_b->mask, value = of_a->value | of_b->value;
+    NODE *x = take_from_tree(of_a->x, a);
+    erase_tree(b);
+    return masked_test(x, mask, j.is_and() ? OP::EQ : OP::NEQ, value, j);
+}
+
+// Tests of two values that their bits, joined by an operator, pass together.
+constexpr struct {
+    int junction, op, c, bits;
+} common_tests[] = {
+    {OP::ANDAND, OP::EQ, 0, OP::ORB},  {OP::ANDAND, OP::EQ, -1, OP::ANDB},
+    {OP::ANDAND, OP::LT, 0, OP::ANDB}, {OP::ANDAND, OP::GT, -1, OP::ORB},
+    {OP::OROR, OP::NEQ, 0, OP::ORB},   {OP::OROR, OP::NEQ, -1, OP::ANDB},
+    {OP::OROR, OP::LT, 0, OP::ORB},    {OP::OROR, OP::GT, -1, OP::ANDB},
+};
+
+// x == 0 && y == 0 is (x | y) == 0.
+NODE *join_values(NODE *a, NODE *b, const JUNCTION &j) {
+    if (a->op != b->op || boolean_inv[a->op] == OP::ILLOP) return nullptr;
+    if (!is_ICON(a->right) || !is_ICON(b->right)) return nullptr;
+    NODE *x = a->left, *y = b->left;
+    const unsigned width = arc_width(x->type);
+    if (!width || width != arc_width(y->type) || x->type->is_ptr() || y->type->is_ptr() ||
+        x->type->is_bool() != y->type->is_bool())
+        return nullptr;
+    if (!can_be_evaluated_anyway(y) || cost_of_tree(y) >= dearest_operand) return nullptr;
+    const INT65 c = sign_extend_by_type_size(icon_value(a->right), a->right->type);
+    if (c != sign_extend_by_type_size(icon_value(b->right), b->right->type)) return nullptr;
+    for (const auto &row : common_tests) {
+        if (row.junction != j.op || row.op != a->op || c != INT65(row.c)) continue;
+        TYPE *type = x->type->type_qualified();
+        y = simp_node(coerce_to_type(type, take_from_tree(&b->left, b)), j.loop, j.ctx);
+        a->left = simp_node(maketree(row.bits, x, y, type, a->scope), j.loop, j.ctx);
+        return simp_node(a, j.loop, j.ctx);
+    }
+    return nullptr;
+}
+
+constexpr NODE *(*joins[])(NODE *a, NODE *b, const JUNCTION &j) = {
+    join_like, join_absorbing, join_arcs, join_masks, join_values,
+};
+
+// One truth value that says what both say; it takes their place. Null: there is none. b runs after
+// a, and has no effect.
+NODE *join(NODE *a, NODE *b, const JUNCTION &j) {
+    if (tree_has_side_effects(a)) return nullptr;
+    for (const auto rule : joins)
+        if (NODE *joined = rule(a, b, j)) return joined;
+    return nullptr;
+}
+
+// The junction again after one of its operands has changed.
+NODE *remade(NODE *tree, const JUNCTION &j) {
+    for (NODE *NODE::*operand : {&NODE::left, &NODE::right}) {
+        NODE *constant = tree->*operand;
+        NODE *&other = operand == &NODE::left ? tree->right : tree->left;
+        if (!is_ICON(constant)) continue;
+        const bool decides = icon_value(constant).is_zero() == j.is_and();
+        if (decides && operand == &NODE::right) {
+            tree->right = nullptr;
+            NODE *effects = tree->left;
+            erase_node(tree);
+            constant->u.lval = INT65(!j.is_and());
+            return with_effects(effects, constant, j.loop, j.ctx);
+        }
+        NODE *rest = decides ? constant_truth(!j.is_and()) : make_boolean(other);
+        if (!decides) other = maketree(OP::NOP, nullptr, nullptr, tp->int_type(), nullptr);
+        erase_tree(tree);
+        return decides ? rest : simp_tree(rest, j.loop, j.ctx);
+    }
+    return simp_node(tree, j.loop, j.ctx);
+}
+
+// Puts b, which has no effect, to the operand of the chain that it joins with. Null: to none.
+NODE *join_with_chain(NODE *chain, NODE *b, const JUNCTION &j, int depth) {
+    if (depth == 0 || !is_junction(chain, j.op)) return join(chain, b, j);
+    if (NODE *joined = join(chain->right, b, j)) {
+        chain->right = joined;
+        return remade(chain, j);
+    }
+    if (tree_has_side_effects(chain->right)) return nullptr;
+    NODE *joined = join_with_chain(chain->left, b, j, depth - 1);
+    if (!joined) return nullptr;
+    chain->left = joined;
+    return remade(chain, j);
+}
+
+// --- the rules of ANDAND and OROR
+
+// (e, x) && y: the effect comes first in any case.
+NODE *hoist_effects(NODE *tree, const JUNCTION &j) {
+    NODE *effects = tree->left;
+    if (effects->op != OP::COMMAOP) return nullptr;
+    tree->left = effects->right;
+    effects->right = simp_node(tree, j.loop, j.ctx);
+    effects->type = effects->right->type;
+    return simp_node(effects, j.loop, j.ctx);
+}
+
+NODE *constant_operand(NODE *tree, const JUNCTION &j) {
+    return is_ICON(tree->left) || is_ICON(tree->right) ? remade(tree, j) : nullptr;
+}
+
+NODE *join_operands(NODE *tree, const JUNCTION &j) {
+    constexpr int longest_look_back = 8;
+    if (tree_has_side_effects(tree->right)) return nullptr;
+    NODE *joined = join_with_chain(tree->left, tree->right, j, longest_look_back);
+    if (joined) erase_node(tree);
+    return joined;
+}
+
+NODE *common_guard(NODE *tree, const JUNCTION &j) {
+    const int dual = dual_of(j.op);
+    if (!is_junction(tree->left, dual) || !is_junction(tree->right, dual)) return nullptr;
+    NODE *result = simp_ANDOR_ANDOR(tree, j.loop, j.ctx);
+    return result == tree ? nullptr : result;
+}
+
+// Both operands are evaluated where that is cheaper than a jump.
+NODE *without_jump(NODE *tree, const JUNCTION &j) {
+    NODE *right = tree->right;
+    if (!can_be_evaluated_anyway(right)) return nullptr;
+    const int test = returns_1_or_0(right) ? 0 : cost_of_compare;
+    if (cost_of_tree(right) + test > dearest_operand) return nullptr;
+    if (tree->left->type->is_floating() || right->type->is_floating()) return nullptr;
+    tree->left = simp_tree(make_boolean(tree->left), j.loop, j.ctx);
+    tree->right = simp_tree(make_boolean(right), j.loop, j.ctx);
+    tree->op = static_cast<std::uint8_t>(bitwise_of(j.op));
+    tree->type = tp->int_type();
+    return simp_node(tree, j.loop, j.ctx);
+}
+
+constexpr NODE *(*rules[])(NODE *tree, const JUNCTION &j) = {
+    hoist_effects, constant_operand, join_operands, common_guard, without_jump,
+};
+
+NODE *simp_junction(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    const JUNCTION j{tree->op, loop, ctx};
+    tree->left = simp_for_control(tree->left, loop, ctx);
+    tree->right = simp_for_control(tree->right, loop, ctx);
+    for (const auto rule : rules)
+        if (NODE *result = rule(tree, j)) return result;
+    return tree;
+}
+} // namespace
+
+NODE *simp_ANDAND(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    return simp_junction(tree, loop, ctx);
+}
+
+NODE *simp_OROR(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    return simp_junction(tree, loop, ctx);
+}
+
+// (a && b) || (a && c) is a && (b || c), the guard standing on the left or on the right of both.
+NODE *simp_ANDOR_ANDOR(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    if (tree_has_side_effects(tree->left) || !can_be_evaluated_anyway(tree->right)) return tree;
+    const int op = tree->op, dual = dual_of(op);
+    NODE *a = tree->left, *b = tree->right;
+    for (NODE *NODE::*of_a : {&NODE::left, &NODE::right})
+        for (NODE *NODE::*of_b : {&NODE::left, &NODE::right}) {
+            if (!bools_are_congruent(a->*of_a, b->*of_b)) continue;
+            NODE *guard = a->*of_a;
+            NODE *rest_a = of_a == &NODE::left ? a->right : a->left;
+            NODE *rest_b = of_b == &NODE::left ? b->right : b->left;
+            erase_tree(b->*of_b);
+            erase_node(a);
+            erase_node(b);
+            tree->left = rest_a;
+            tree->right = rest_b;
+            tree->op = static_cast<std::uint8_t>(op);
+            NODE *rest = simp_node(tree, loop, ctx);
+            return simp_node(maketree(dual, guard, rest, tp->int_type(), rest->scope), loop, ctx);
+        }
+    return tree;
+}

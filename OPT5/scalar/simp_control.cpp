@@ -1,0 +1,109 @@
+// Conditions: trees that are only tested against zero, and the statements that test them.
+#include "OPT5/rep/bblk.h"
+#include "OPT5/rep/type_pkg.h"
+#include "OPT5/scalar/simp_arcs.h"
+#include "OPT5/scalar/simp_bool.h"
+
+#include <utility>
+
+namespace {
+bool is_zero_constant(const NODE *tree) {
+    return is_ICON(tree) && icon_value(tree).is_zero();
+}
+
+// Whether the conversion gives zero for zero alone.
+bool keeps_zero(const NODE *conversion) {
+    const TYPE *to = conversion->type, *from = conversion->left->type;
+    if (from->is_floating()) return to->is_floating() && to->size() >= from->size();
+    if (!arc_width(from)) return false;
+    return to->is_floating() || to->is_bool() || (arc_width(to) && to->size() >= from->size());
+}
+
+// The part of the tree that is zero exactly when the tree is; null when it is none of its operands.
+NODE **same_zero(NODE *tree) {
+    switch (tree->op) {
+    case OP::SCONV:
+    case OP::PCONV: return keeps_zero(tree) ? &tree->left : nullptr;
+    case OP::UMINUS: return &tree->left;
+    case OP::ABS: return &tree->left;
+    case OP::NEQ: return is_zero_constant(tree->right) ? &tree->left : nullptr;
+    case OP::EXCLAIM: // !!x
+        return tree->left->op == OP::EXCLAIM ? &tree->left->left : nullptr;
+    case OP::MULT: // by an odd number
+        return is_ICON(tree->right) && arc_width(tree->type) &&
+                       arc_width(tree->left->type) == arc_width(tree->type) &&
+                       (tree->right->u.lval.lo & 1) != 0
+                   ? &tree->left
+                   : nullptr;
+    default: return nullptr;
+    }
+}
+
+bool is_word_difference(const NODE *tree) {
+    const unsigned width = arc_width(tree->left->type);
+    return width != 0 && arc_width(tree->right->type) == width && arc_width(tree->type) == width;
+}
+
+// x - y and x ^ y are zero when x is y.
+NODE *difference_for_control(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    if (!is_word_difference(tree)) return tree;
+    NODE *compared = simp_node(
+        maketree(OP::NEQ, tree->left, tree->right, tp->int_type(), tree->scope), loop, ctx);
+    erase_node(tree);
+    return compared;
+}
+} // namespace
+
+NODE *simp_for_control(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    while (NODE **part = same_zero(tree))
+        tree = take_from_tree(part, tree);
+    switch (tree->op) {
+    case OP::MINUS:
+    case OP::XORB: return difference_for_control(tree, loop, ctx);
+    case OP::ANDAND:
+    case OP::OROR:
+        tree->left = simp_for_control(tree->left, loop, ctx);
+        tree->right = simp_for_control(tree->right, loop, ctx);
+        return tree;
+    case OP::QUEST:
+        for (NODE **arm : {&tree->right->left, &tree->right->right}) {
+            NODE *tested = simp_for_control(*arm, loop, ctx);
+            *arm = equiv_mtypes(tested->type, tree->type)
+                       ? tested
+                       : simp_node(coerce_to_type(tree->type, tested), loop, ctx);
+        }
+        return tree;
+    default: return tree;
+    }
+}
+
+// A condition that is known makes a jump of it, or nothing.
+NODE *simp_CBRANCH(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    NODE *condition = tree->left = simp_for_control(tree->left, loop, ctx);
+    if (!is_ICON(condition)) return tree;
+    if (icon_value(condition).is_zero()) {
+        erase_tree(condition);
+        tree->op = OP::BRANCH;
+        tree->left = tree->right;
+        tree->right = nullptr;
+        return simp_node(tree, loop, ctx);
+    }
+    tree->left = nullptr;
+    erase_tree(tree->right);
+    erase_node(tree);
+    return condition;
+}
+
+// The jump stays an IF, with both labels, which the flow graph's edges are about: a condition that
+// has become a constant is left to simpcfg.
+NODE *simp_IF(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    NODE *arms = tree->right;
+    tree->left = simp_for_control(tree->left, loop, ctx);
+    while (tree->left->op == OP::EQ && is_zero_constant(tree->left->right)) {
+        NODE *condition = tree->left;
+        tree->left = nullptr;
+        tree->left = simp_for_control(take_from_tree(&condition->left, condition), loop, ctx);
+        std::swap(arms->left, arms->right);
+    }
+    return tree;
+}
