@@ -9,6 +9,7 @@
 #include "OPT5/rep/bblk.h"
 #include "OPT5/rep/program.h"
 #include "OPT5/scalar/scalar.h"
+#include "OPT5/scalar/simp.h"
 #include "OPT5/target/target.h"
 
 #include <algorithm>
@@ -42,8 +43,8 @@ void lower_last_statement(BBLK *bb) {
             erase_node(stmt->left);
             stmt->left = inner;
             std::swap(true_label, false_label);
-        } else if (tree_is_trivially_invertible(stmt->left)) {
-            stmt->left->op = boolean_inv[stmt->left->op];
+        } else {
+            stmt->left = invert_boolean_tree(stmt->left);
             std::swap(true_label, false_label);
         }
     }

@@ -300,9 +300,15 @@ bool peel_test(ARC_TEST *test, LOOP *loop, CONTEXT *ctx) {
         c = counts ? icon_value(constant).low64()
                    : constant_as(constant, tree->type).low64() & (test->arc.ring() - 1);
     }
-    const PREIMAGE found = row->preimage({tree, *x, c, loop, ctx}, test->arc);
-    if (!found) return false;
-    *test = {x, *found};
+    const OPERATION operation{tree, *x, c, loop, ctx};
+    if (const PREIMAGE found = row->preimage(operation, test->arc)) {
+        *test = {x, *found};
+        return true;
+    }
+    // The values on the rest of the ring may come from an arc where these do not.
+    const PREIMAGE others = row->preimage(operation, test->arc.complement());
+    if (!others) return false;
+    *test = {x, others->complement()};
     return true;
 }
 

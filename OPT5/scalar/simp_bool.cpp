@@ -179,7 +179,7 @@ bool same_integer_value(const NODE *a, const NODE *b) {
 // --- two operands of one chain
 
 namespace {
-constexpr int dearest_operand = 3; // cycles, what may be spent where the program might not
+constexpr int dearest_operand = 3; // cycles; less may be spent where the program might not
 
 struct JUNCTION {
     int op; // ANDAND or OROR
@@ -251,22 +251,18 @@ TESTS tests_of(NODE **condition, const JUNCTION &j) {
     return tests;
 }
 
-// (x & mask) == value of two points that differ in one bit.
-std::optional<std::pair<std::uint64_t, std::uint64_t>> two_points(ARC a, ARC b, bool is_and) {
-    if (is_and) {
-        a = a.complement();
-        b = b.complement();
-    }
-    const std::uint64_t difference = a.lo ^ b.lo;
-    if (!a.is_point() || !b.is_point() || (difference & (difference - 1)) != 0) return std::nullopt;
-    return std::pair(a.cut(~difference), a.lo & ~difference);
+// The bit in which each value of one arc differs from one of the other, all else being equal; 0 if
+// there is none.
+std::uint64_t bit_between(const ARC &a, const ARC &b) {
+    const std::uint64_t bit = a.lo ^ b.lo;
+    if (a.count != b.count || a.is_empty() || bit == 0 || (bit & (bit - 1)) != 0) return 0;
+    return (a.lo & (bit - 1)) + a.count <= bit ? bit : 0;
 }
 
-NODE *masked_test(NODE *x, std::uint64_t mask, int op, std::uint64_t value, const JUNCTION &j) {
+NODE *masked(NODE *x, std::uint64_t mask, const JUNCTION &j) {
     TYPE *type = x->type->type_qualified();
-    x = simp_node(maketree(OP::ANDB, x, make_ICON(INT65(mask), type), type, x->scope), j.loop,
-                  j.ctx);
-    return compare(op, x, INT65(value), j);
+    NODE *icon = make_ICON(INT65(mask), type);
+    return simp_node(maketree(OP::ANDB, x, icon, type, x->scope), j.loop, j.ctx);
 }
 
 // Tests of one value with constants.
@@ -289,11 +285,22 @@ NODE *join_arcs(NODE *a, NODE *b, const JUNCTION &j) {
                 erase_tree(b);
                 return simp_tree(write_test(x, *form, x->scope, j.loop, j.ctx), j.loop, j.ctx);
             }
-            const auto points = two_points(test_a.arc, test_b.arc, j.is_and());
-            if (!points || x->type->is_ptr() || rest + cost_of_arithmetic > cost) continue;
+            // Without the bit in which they differ they are one arc.
+            ARC one = test_a.arc, other = test_b.arc;
+            if (j.is_and()) {
+                one = one.complement();
+                other = other.complement();
+            }
+            const std::uint64_t bit = bit_between(one, other);
+            if (!bit || x->type->is_ptr()) continue;
+            one.lo &= ~bit;
+            if (j.is_and()) one = one.complement();
+            const auto form = form_of_test(x->type, one, arc_of_type(x->type));
+            if (!form || rest + cost_of_arithmetic + form->extra_cost() > cost) continue;
             x = take_from_tree(test_a.x, a);
             erase_tree(b);
-            return masked_test(x, points->first, j.is_and() ? OP::NEQ : OP::EQ, points->second, j);
+            x = masked(x, one.cut(~bit), j);
+            return simp_tree(write_test(x, *form, x->scope, j.loop, j.ctx), j.loop, j.ctx);
         }
     return nullptr;
 }
@@ -336,7 +343,7 @@ NODE *join_masks(NODE *a, NODE *b, const JUNCTION &j) {
     const std::uint64_t mask = of_a->mask | of_b->mask, value = of_a->value | of_b->value;
     NODE *x = take_from_tree(of_a->x, a);
     erase_tree(b);
-    return masked_test(x, mask, j.is_and() ? OP::EQ : OP::NEQ, value, j);
+    return compare(j.is_and() ? OP::EQ : OP::NEQ, masked(x, mask, j), INT65(value), j);
 }
 
 // Tests of two values that their bits, joined by an operator, pass together.
@@ -349,24 +356,39 @@ constexpr struct {
     {OP::OROR, OP::LT, 0, OP::ORB},    {OP::OROR, OP::GT, -1, OP::ANDB},
 };
 
+// A condition as the comparison of a value with a constant; a value alone is one with 0.
+struct COMPARED {
+    NODE **x;
+    int op = OP::ILLOP;
+    INT65 c;
+};
+COMPARED compared(NODE **condition) {
+    NODE *tree = *condition;
+    if (boolean_inv[tree->op] == OP::ILLOP)
+        return {condition, returns_1_or_0(tree) ? OP::ILLOP : OP::NEQ, 0};
+    if (!is_ICON(tree->right)) return {condition, OP::ILLOP, 0};
+    return {&tree->left, tree->op,
+            sign_extend_by_type_size(icon_value(tree->right), tree->right->type)};
+}
+
 // x == 0 && y == 0 is (x | y) == 0.
 NODE *join_values(NODE *a, NODE *b, const JUNCTION &j) {
-    if (a->op != b->op || boolean_inv[a->op] == OP::ILLOP) return nullptr;
-    if (!is_ICON(a->right) || !is_ICON(b->right)) return nullptr;
-    NODE *x = a->left, *y = b->left;
+    const COMPARED of_a = compared(&a), of_b = compared(&b);
+    if (of_a.op == OP::ILLOP || of_a.op != of_b.op || of_a.c != of_b.c) return nullptr;
+    NODE *x = *of_a.x, *y = *of_b.x;
     const unsigned width = arc_width(x->type);
     if (!width || width != arc_width(y->type) || x->type->is_ptr() || y->type->is_ptr() ||
-        x->type->is_bool() != y->type->is_bool())
+        x->type->is_bool() || y->type->is_bool() || !can_be_evaluated_anyway(y) ||
+        cost_of_tree(y) >= dearest_operand)
         return nullptr;
-    if (!can_be_evaluated_anyway(y) || cost_of_tree(y) >= dearest_operand) return nullptr;
-    const INT65 c = sign_extend_by_type_size(icon_value(a->right), a->right->type);
-    if (c != sign_extend_by_type_size(icon_value(b->right), b->right->type)) return nullptr;
     for (const auto &row : common_tests) {
-        if (row.junction != j.op || row.op != a->op || c != INT65(row.c)) continue;
+        if (row.junction != j.op || row.op != of_a.op || of_a.c != INT65(row.c)) continue;
         TYPE *type = x->type->type_qualified();
-        y = simp_node(coerce_to_type(type, take_from_tree(&b->left, b)), j.loop, j.ctx);
-        a->left = simp_node(maketree(row.bits, x, y, type, a->scope), j.loop, j.ctx);
-        return simp_node(a, j.loop, j.ctx);
+        x = take_from_tree(of_a.x, a);
+        y = take_from_tree(of_b.x, b);
+        y = simp_node(coerce_to_type(type, y), j.loop, j.ctx);
+        NODE *bits = simp_node(maketree(row.bits, x, y, type, x->scope), j.loop, j.ctx);
+        return compare(row.op, bits, INT65(row.c), j);
     }
     return nullptr;
 }
@@ -455,9 +477,11 @@ NODE *common_guard(NODE *tree, const JUNCTION &j) {
 NODE *without_jump(NODE *tree, const JUNCTION &j) {
     NODE *right = tree->right;
     if (!can_be_evaluated_anyway(right)) return nullptr;
-    const int test = returns_1_or_0(right) ? 0 : cost_of_compare;
-    if (cost_of_tree(right) + test > dearest_operand) return nullptr;
     if (tree->left->type->is_floating() || right->type->is_floating()) return nullptr;
+    // Half of the time the right operand would not be evaluated.
+    const int tests = !returns_1_or_0(tree->left) + !returns_1_or_0(right);
+    const int cost = cost_of_arithmetic + tests * cost_of_compare + cost_of_tree(right);
+    if (2 * cost >= 2 * cost_of_branch + cost_of_tree(right)) return nullptr;
     tree->left = simp_tree(make_boolean(tree->left), j.loop, j.ctx);
     tree->right = simp_tree(make_boolean(right), j.loop, j.ctx);
     tree->op = static_cast<std::uint8_t>(bitwise_of(j.op));

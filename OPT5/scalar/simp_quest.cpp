@@ -260,30 +260,21 @@ int cost_of_truth(const CHOICE &q) {
     return test + (q.tree->type->size() != tp->int_type()->size() ? cost_of_conversion : 0);
 }
 
-// base + (c ? step : 0), for a step that is a power of two or its negation.
+// base + (c ? step : 0), for a step of 1 or -1. Without a base it is 0.
 NODE *stepped(const CHOICE &q, NODE *base, const INT65 &step) {
     TYPE *type = q.type();
     LS *scope = q.tree->scope;
-    const INT65 size = step.is_negative() ? -step : step;
-    const int shift = power_of_2(size);
     NODE *truth = truth_of_condition(q, q.condition());
     q.condition() = make_ICON(INT65(0), tp->int_type());
     erase_tree(q.tree);
-    if (shift > 0)
-        truth = q.simplify(
-            maketree(OP::SLL, truth, make_ICON(INT65(shift), tp->int_type()), type, scope));
-    if (!base)
-        return step.is_negative() ? q.simplify(maketree(OP::UMINUS, truth, nullptr, type, scope))
-                                  : truth;
-    const int op = step.is_negative() ? OP::MINUS : OP::PLUS;
-    return q.simplify(maketree(op, base, truth, type, scope));
+    const bool down = step.is_negative();
+    if (base) return q.simplify(maketree(down ? OP::MINUS : OP::PLUS, base, truth, type, scope));
+    return down ? q.simplify(maketree(OP::UMINUS, truth, nullptr, type, scope)) : truth;
 }
 
 bool is_step(const CHOICE &q, const INT65 &step) {
-    const INT65 size = step.is_negative() ? -step : step;
-    const int shift = power_of_2(size);
-    const int cost = cost_of_truth(q) + cost_of_arithmetic + (shift > 0 ? cost_of_arithmetic : 0);
-    return shift >= 0 && cost < cost_of_branch;
+    return (step == INT65(1) || step == INT65(-1)) &&
+           cost_of_truth(q) + cost_of_arithmetic < cost_of_branch;
 }
 
 // c ? 5 : 4 is c + 4.

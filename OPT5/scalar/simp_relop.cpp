@@ -46,9 +46,13 @@ bool both_are_words_of_one_width(const NODE *tree) {
     return width != 0 && width == arc_width(tree->right->type);
 }
 
-// The comparison of two parts of its operands, which take their places.
+// The comparison of two parts of its operands, which take their places; both may be of one of them.
 NODE *compare_parts(NODE *tree, int op, NODE **left, NODE **right, LOOP *loop, CONTEXT *ctx) {
-    NODE *a = take_from_tree(left, tree->left), *b = take_from_tree(right, tree->right);
+    NODE *a = *left, *b = *right;
+    for (NODE **part : {left, right})
+        *part = maketree(OP::NOP, nullptr, nullptr, (*part)->type, nullptr);
+    erase_tree(tree->left);
+    erase_tree(tree->right);
     tree->op = static_cast<std::uint8_t>(op);
     tree->left = a;
     tree->right = b;

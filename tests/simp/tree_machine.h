@@ -60,6 +60,7 @@ public:
         }
         case OP::CALL:
         case OP::UCALL: return call(n);
+        case OP::ICALL: return intrinsic(n);
         case OP::SCONV:
         case OP::PCONV:
             if (n->type->is_bool() && !n->left->type->is_bool()) return is_true(n->left);
@@ -163,6 +164,32 @@ private:
             text += " " + std::to_string(value(arg_list_lookup(args, k)));
         trace += text + "; ";
         return cut((++calls * 2654435761u) >> 3, n->type);
+    }
+
+    // The least and greatest values, and saturated arithmetic.
+    WORD intrinsic(const NODE *n) {
+        const std::string text = n->icall_name();
+        if (n->left->op != OP::COMMA) {
+            trapped = true;
+            return 0;
+        }
+        const NODE *a = n->left->left, *b = n->left->right;
+        if (is_real(n->type)) {
+            const WORD x = as(a, n->type), y = as(b, n->type);
+            const bool first = text.find("MIN") != std::string::npos ? as_float(x) < as_float(y)
+                                                                     : as_float(x) > as_float(y);
+            return first ? x : y;
+        }
+        const WORD x = extended(value(a), a->type), y = extended(value(b), b->type);
+        const std::int64_t left = as_signed(x), right = as_signed(y);
+        const bool less = text.back() == 'U' ? x < y : left < right;
+        if (text.find("MIN") != std::string::npos) return cut(less ? x : y, n->type);
+        if (text.find("MAX") != std::string::npos) return cut(less ? y : x, n->type);
+        if (text == "_ssub") return saturated(left - right);
+        if (text == "_ssub2") return subtract_halves(x, y);
+        if (text == "_sshl") return saturated(left * (std::int64_t{1} << (y & 31)));
+        trapped = true;
+        return 0;
     }
 
     WORD unary(int op, const TYPE *t, WORD x) {
