@@ -1,6 +1,7 @@
 #include "OPT5/driver/pass.h"
 
 #include "OPT5/driver/log.h"
+#include "OPT5/driver/register_option.h"
 #include "OPT5/rep/bblk.h"
 
 #include <ctime>
@@ -21,7 +22,13 @@ static std::clock_t time_used() {
     return print_debug ? std::clock() : 0;
 }
 
+bool step_has_effect(int number) {
+    static const register_option pass_debug_last_step("debug:last_step");
+    return !pass_debug_last_step.is_given() || number <= pass_debug_last_step;
+}
+
 void pass::run() {
+    if (!needed_ && !step_has_effect(static_cast<int>(number()))) return;
     dprintf("\n\n\t\t\t---------- ENTERING step %d '%s' ----------\n", static_cast<int>(number()),
             name_.c_str());
     if (shows_current_function()) prbbinfix(0, 0, 0);

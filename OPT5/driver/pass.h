@@ -26,6 +26,16 @@ private:
 
 class pass;
 
+// Work that is done on a function while it is read, with numbers before those of the steps.
+enum reading_work {
+    simplify_while_reading = -3,
+    tidy_while_reading = -2,
+    propagate_while_reading = -1
+};
+constexpr int inlining_step = 4, trailer_step = 52;
+// False for what comes behind the step (or the work while reading) that debug:last_step names.
+bool step_has_effect(int number);
+
 // All passes by number. Does not own them.
 class pass_manager {
 public:
@@ -37,25 +47,30 @@ extern pass_manager global_pass_manager;
 // One step: a name and a function of no arguments that works on the current function.
 class pass : public serial_object<pass, pass_manager> {
 public:
-    pass(std::string name, void (*function)())
-        : serial_object(&global_pass_manager), name_(std::move(name)), function_(function) {
+    // A step that is `needed` runs even when it shall have no effect: the writing stands on it, and
+    // it asks step_has_effect() itself.
+    pass(std::string name, void (*function)(), bool needed = false)
+        : serial_object(&global_pass_manager), name_(std::move(name)), function_(function),
+          needed_(needed) {
         enter(this);
     }
     virtual ~pass() = default;
     virtual bool is_barrier() const { return false; }
-    // Runs the step; dumps the function before and after, and its time and memory, to the log.
+    // Runs the step, unless it shall have no effect; dumps the function before and after, and its
+    // time and memory, to the log.
     void run();
     const std::string &name() const { return name_; }
 
 private:
     std::string name_;
     void (*function_)();
+    bool needed_;
 };
 
 // A step that runs once for the file when every function has come to it.
 class barrier_pass : public pass {
 public:
-    using pass::pass;
+    barrier_pass(std::string name, void (*function)()) : pass(std::move(name), function, true) {}
     bool is_barrier() const override { return true; }
 };
 

@@ -137,6 +137,10 @@ register_option::operator int() const {
     return pair ? pair->value : 0;
 }
 
+bool register_option::is_given() const {
+    return find_pair(key_) != nullptr;
+}
+
 register_option::operator bool() const {
     return static_cast<int>(*this) != 0;
 }

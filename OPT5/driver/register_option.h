@@ -26,6 +26,7 @@ public:
 
     operator int() const; // 0 when no value was set
     explicit operator bool() const;
+    bool is_given() const; // whether a value was set, be it 0
     register_option &operator=(int value); // sets the value for the rest of the run
     void dump() const {}
 

@@ -54,7 +54,7 @@ pass *take_common_barrier() {
 
 void fill_steps_table(const std::vector<pass *> &steps) {
     steps_table.clear();
-    pass *trailer = new pass("pass 2 trailer", step_pass_2_trailer);
+    pass *trailer = new pass("pass 2 trailer", step_pass_2_trailer, true);
     for (SYMTAB *func : functions) {
         steps_table[func].assign(steps.begin(), steps.end());
         steps_table[func].push_back(trailer);

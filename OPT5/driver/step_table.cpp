@@ -22,6 +22,11 @@ bool at_O2() {
     return opt_level() >= 2;
 }
 
+// Functions whose calls have all been integrated are suppressed; without that step none is.
+bool may_suppress() {
+    return step_has_effect(inlining_step);
+}
+
 void leave_function() {
     currfuninfo = nullptr;
     erase_all();
@@ -36,6 +41,10 @@ void with_ssa(void (*work)()) {
 }
 
 void step_pass_1() {
+    if (!step_has_effect(0)) {
+        leave_function();
+        return;
+    }
     if (opt_level() > 1) {
         fast_CP(4, 0);
         elim_dead_assigns();
@@ -69,7 +78,8 @@ void step_set_call_graph_order() {
     functions.clear();
     for (SYMTAB *func : order) {
         const unsigned flags = make_FUNINFO(skip_name_prefix(func->name))->flags;
-        const bool dropped = (flags & FUN_is_suppressed) && !(flags & FUN_cannot_suppress);
+        const bool dropped =
+            may_suppress() && (flags & FUN_is_suppressed) && !(flags & FUN_cannot_suppress);
         if (!(flags & FUN_is_processed) && !dropped) functions.push_back(func);
     }
 }
@@ -177,7 +187,8 @@ void step_local_opts() {
     propagate_increments();
 }
 
-enum step_kind { F, B }; // once for each function; once for the file (a barrier)
+// Once for each function; the same, and the writing stands on it; once for the file (a barrier).
+enum step_kind { F, W, B };
 
 struct step_row {
     const char *name;
@@ -186,7 +197,7 @@ struct step_row {
 };
 
 constexpr step_row before_loop_steps[] = {
-    {"pass 1", F, step_pass_1},                                            // 0
+    {"pass 1", W, step_pass_1},                                            // 0
     {"intermission", B, step_intermission},                                // 1
     {"pass 2 header", B, step_pass_2_header},                              // 2
     {"set call-graph order", B, step_set_call_graph_order},                // 3
@@ -239,18 +250,23 @@ void step_intermission() {
 }
 
 void step_pass_2_trailer() {
-    combine_asgs_to_memory();
-    optimize_SWITCH_cases();
+    const bool has_effect = step_has_effect(trailer_step);
+    if (has_effect) {
+        combine_asgs_to_memory();
+        optimize_SWITCH_cases();
+    }
     init_reg_defs();
     allocate_regs();
-    elim_dead_assigns(false, false);
-    if (!(currfuninfo->flags & FUN_is_suppressed)) {
+    if (has_effect) elim_dead_assigns(false, false);
+    if (!may_suppress() || !(currfuninfo->flags & FUN_is_suppressed)) {
         write_func_header();
-        fold_ANDBASGs();
-        do_dd_analysis_for_be();
-        simpcfg(true, false);
-        rotate_loops();
-        if (fileinfo->pass_number == 2) straighten_traces_in_cfg();
+        if (has_effect) {
+            fold_ANDBASGs();
+            do_dd_analysis_for_be();
+            simpcfg(true, false);
+            rotate_loops();
+            if (fileinfo->pass_number == 2) straighten_traces_in_cfg();
+        }
         disclose_vector_operations();
         unsimplify();
         disguise_vector_operations();

@@ -5,6 +5,7 @@
 #include "OPT5/driver/abort.h"
 #include "OPT5/driver/driver.h"
 #include "OPT5/driver/global_flags.h"
+#include "OPT5/driver/pass.h"
 #include "OPT5/interproc/interproc.h"
 #include "OPT5/rep/bblk.h"
 #include "OPT5/rep/program.h"
@@ -336,21 +337,24 @@ void IF_CLIENT::cl_end_func(PSN *psn) {
     for (LIST *cell = currfuninfo->pending; cell; cell = cell->rest) {
         if (!currfuninfo->is_leaf) for_each_call(cell->first, [](NODE *) { ++unique_call_index; });
         intrinsics_to_MCALL(cell->first);
-        cell->first = simp_tree(fix_types_bottom_up(cell->first));
+        cell->first = fix_types_bottom_up(cell->first);
+        if (step_has_effect(simplify_while_reading)) cell->first = simp_tree(cell->first);
     }
     check_for_synonym_function_in_pass_1();
     check_integrable_definition(currfuninfo);
     mark_return_by_cctor();
     seq_trees();
     buildcfg();
-    simpcfg(false, false);
-    fast_CP(4, 1);
+    if (step_has_effect(tidy_while_reading)) simpcfg(false, false);
+    if (step_has_effect(propagate_while_reading)) fast_CP(4, 1);
     preprocess_fundef(currfuninfo);
     currfuninfo->call_sites.resize(static_cast<std::size_t>(unique_call_index) + 1);
     init_ipcp_for_fun();
     if (do_IP_MVP) init_IP_MVP_for_current_function();
-    identify_fl_statics_safe_for_auto();
-    convert_safe_fl_statics_to_auto();
+    if (step_has_effect(propagate_while_reading)) {
+        identify_fl_statics_safe_for_auto();
+        convert_safe_fl_statics_to_auto();
+    }
     currfunc = nullptr;
     currfuninfo = fileinfo->funinfo;
 }

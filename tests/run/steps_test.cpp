@@ -1,4 +1,4 @@
-// docs/steps.md lists the steps that the program has.
+// docs/steps.md lists the steps that the program has, and a run may end its effects behind each.
 #include "OPT5/driver/pass.h"
 #include "tests/run/tool.h"
 
@@ -24,4 +24,31 @@ TEST(Steps, TableAndDocumentAgree) {
     }
     EXPECT_EQ(built, documented);
     EXPECT_EQ(built.size(), 53u);
+}
+
+// debug:last_step: whatever is left out, the file is whole, and the program does the same.
+TEST(Steps, WorkMayEndBehindAnyStep) {
+    const SCRATCH scratch;
+    const std::string in = (scratch / "in.ic").string(), out = (scratch / "out.ic").string(),
+                      program = std::string(QUILL_SOURCE_DIR) + "/examples/interp.c";
+    expect_success(run_tool({"ic-cc", "-o", in, program}, scratch), "ic-cc");
+    const std::string expected = run_tool({"ic-run", in}, scratch).out;
+    const auto text_after = [&](int last) {
+        const std::string control = "--debug=last_step=" + std::to_string(last);
+        expect_success(run_tool({"quillopt", "--opt_level=3", control, in, out}, scratch), control);
+        expect_success(run_tool({"ic-lint", out}, scratch), control);
+        const TOOL_RESULT run = run_tool({"ic-run", out}, scratch);
+        EXPECT_EQ(run.exit_code, 0) << control;
+        EXPECT_EQ(run.out, expected) << control;
+        const std::string text = run_tool({"ic-dis", out}, scratch).out;
+        return text.substr(text.find("\n  function ")); // behind the comment that quotes the command
+    };
+    const std::string untouched = text_after(-4);
+    for (int last = -3; last < 52; ++last)
+        text_after(last);
+    const std::string all = text_after(52);
+    EXPECT_NE(all, untouched);
+    expect_success(run_tool({"quillopt", "--opt_level=3", in, out}, scratch), "quillopt");
+    const std::string plain = run_tool({"ic-dis", out}, scratch).out;
+    EXPECT_EQ(plain.substr(plain.find("\n  function ")), all);
 }

@@ -47,17 +47,27 @@ struct FUZZ_OPTIONS {
     double minutes = 10;
     unsigned jobs = 2;
     std::uint64_t first_seed = 0;
-    double reduce_minutes = 5;            // for each failure
-    std::string folder = "fuzz-failures"; // where failures go
+    double reduce_minutes = 6;            // for each failure
+    std::string folder = "fuzz-failures"; // where failures go, each in a folder of its own
     unsigned most_failures = 10;          // ends the run
 };
+// Goes through seeds, with further options of quillopt in some trials, until the time is over. Of
+// the first failure of a program the step is found, and the program is reduced and kept.
 TALLY fuzz(const WORKSHOP &shop, const FUZZ_OPTIONS &options);
 
 // Makes the subject's source smaller as long as the trial fails in the same way, until `deadline`.
-// With `creduce`, that program has the last word. Returns the smallest text.
+// Half of the time is creduce's, where it is installed. Returns the smallest text.
 std::string reduce(const WORKSHOP &shop, const SUBJECT &subject, const TRIAL &trial,
-                   FAILURE_KIND kind, std::chrono::steady_clock::time_point deadline, bool creduce);
+                   FAILURE_KIND kind, std::chrono::steady_clock::time_point deadline);
+// Whether the subject is a program that fulfils the demands and fails in this way.
+bool is_interesting(const WORKSHOP &shop, const SUBJECT &subject, const TRIAL &trial,
+                    FAILURE_KIND kind, const DEMANDS &demands);
 
+struct BISECTION {
+    FAILURE failure; // as it is after the step; none when the trial does not fail
+    int step = 0;    // as debug:last_step counts
+    std::string name;
+};
 // Finds the first step after which the program no longer does what it did, by leaving out the
-// effects of all later steps. The subject is prepared. Returns a line for people, naming the step.
-std::string bisect(const SUBJECT &subject, const TRIAL &trial);
+// effects of all later steps. The subject is prepared.
+BISECTION bisect(const SUBJECT &subject, const TRIAL &trial);

@@ -2,6 +2,7 @@
 #include "tools/ic-diff/ic_diff.h"
 
 #include <charconv>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -20,6 +21,21 @@ constexpr char usage[] =
     "    --host_every N           ask the host's compiler about every Nth program; 0: never\n"
     "    --most_refused PERCENT   more refused programs than that are a failure (default 10)\n"
     "  files FILE.c...          these programs, at every level and goal\n"
+    "  fuzz MINUTES             programs of new seeds; failures are reduced and kept\n"
+    "    --first_seed N           begin with this seed instead of one that the clock gives\n"
+    "    --jobs N                 threads (default 2)\n"
+    "    --reduce_minutes N       time for each failure (default 6)\n"
+    "    --folder FOLDER          where failures go (default fuzz-failures)\n"
+    "    --most_failures N        end the run after so many (default 10)\n"
+    "  bisect FILE.c            the first step after which the program goes wrong\n"
+    "  reduce FILE.c            a smaller program that fails in the same way, on standard output\n"
+    "    --minutes N              time for it (default 6)\n"
+    "  interesting FILE.c       for reducers: exit code 0 when the program fails in the same way\n"
+    "    --kind N --checked 0|1 --host 0|1   in which way, and what is asked of the program\n"
+    "The last three take one way of optimizing:\n"
+    "    --opt_level L --size_speed_goal G (default 3 and 4), --logged 1: with the debug log,\n"
+    "    --option=OPTION          a further option of quillopt, may be repeated\n"
+    "    --calls 1                safe operations are calls\n"
     "Exit code: 0 all programs do the same, 1 some do not, 2 the command line is wrong.\n";
 
 [[noreturn]] void wrong_usage(const std::string &text) {
@@ -46,9 +62,9 @@ public:
             }
             const std::size_t equals = word.find('=');
             if (equals != std::string::npos)
-                named_[word.substr(2, equals - 2)] = word.substr(equals + 1);
+                give(word.substr(2, equals - 2), word.substr(equals + 1));
             else if (++i < argc)
-                named_[word.substr(2)] = argv[i];
+                give(word.substr(2), argv[i]);
             else
                 wrong_usage(word + " needs a value");
         }
@@ -64,8 +80,15 @@ public:
         if (!named_.empty()) wrong_usage("unknown option --" + named_.begin()->first);
     }
     std::vector<std::string> plain;
+    std::vector<std::string> options; // those of quillopt
 
 private:
+    void give(const std::string &name, const std::string &value) {
+        if (name == "option")
+            options.push_back(value);
+        else
+            named_[name] = value;
+    }
     std::map<std::string, std::string> named_;
 };
 
@@ -104,6 +127,88 @@ int command_files(const WORKSHOP &shop, WORDS &words) {
     return report(tally, 0);
 }
 
+unsigned small_number(WORDS &words, const char *name, const char *otherwise) {
+    const std::uint64_t value = number(words.take(name, otherwise));
+    if (value > 1'000'000) wrong_usage(std::string("--") + name + " is too large");
+    return static_cast<unsigned>(value);
+}
+
+int command_fuzz(const WORKSHOP &shop, WORDS &words) {
+    FUZZ_OPTIONS options;
+    if (words.plain.size() > 1) wrong_usage("fuzz needs the time in minutes");
+    if (!words.plain.empty()) options.minutes = static_cast<double>(number(words.plain[0]));
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now).count();
+    options.first_seed =
+        number(words.take("first_seed", std::to_string(seconds % 10'000'000 * 100)));
+    options.jobs = small_number(words, "jobs", "2");
+    options.reduce_minutes = small_number(words, "reduce_minutes", "6");
+    options.folder = words.take("folder", options.folder);
+    options.most_failures = small_number(words, "most_failures", "10");
+    words.expect_all_taken();
+    return report(fuzz(shop, options), 100);
+}
+
+// The program and the way of optimizing that the command line names.
+struct CASE {
+    SUBJECT subject;
+    TRIAL trial;
+};
+
+CASE take_case(const WORKSHOP &shop, WORDS &words) {
+    if (words.plain.size() != 1) wrong_usage("one C file is needed");
+    const bool calls = small_number(words, "calls", "0") != 0;
+    TRIAL trial;
+    trial.level = words.take("opt_level", trial.level);
+    trial.goal = static_cast<int>(small_number(words, "size_speed_goal", "4"));
+    trial.logged = small_number(words, "logged", "0") != 0;
+    trial.options = words.options;
+    return {SUBJECT(shop, fs::absolute(words.plain[0]), calls), trial};
+}
+
+// Ends in a message when the program cannot be used or does not fail.
+FAILURE failure_of(CASE &c) {
+    if (const REFUSAL refusal = c.subject.prepare())
+        throw std::invalid_argument(refusal.reason + "\n" + refusal.text);
+    return c.subject.try_trial(c.trial);
+}
+
+int command_bisect(const WORKSHOP &shop, WORDS &words) {
+    CASE c = take_case(shop, words);
+    words.expect_all_taken();
+    if (!failure_of(c)) {
+        std::printf("%s: no failure with %s\n", words.plain[0].c_str(), c.trial.text().c_str());
+        return 0;
+    }
+    const BISECTION found = bisect(c.subject, c.trial);
+    std::printf("%s: first wrong after %s (debug:last_step=%d)\n%s", words.plain[0].c_str(),
+                found.name.c_str(), found.step, found.failure.text.c_str());
+    return 1;
+}
+
+int command_reduce(const WORKSHOP &shop, WORDS &words) {
+    CASE c = take_case(shop, words);
+    const std::chrono::minutes minutes(small_number(words, "minutes", "6"));
+    words.expect_all_taken();
+    const FAILURE failure = failure_of(c);
+    if (!failure) wrong_usage("the program does not fail with " + c.trial.text());
+    std::fputs(
+        reduce(shop, c.subject, c.trial, failure.kind, std::chrono::steady_clock::now() + minutes)
+            .c_str(),
+        stdout);
+    return 1;
+}
+
+int command_interesting(const WORKSHOP &shop, WORDS &words) {
+    CASE c = take_case(shop, words);
+    const auto kind = static_cast<FAILURE_KIND>(small_number(words, "kind", "4"));
+    DEMANDS demands;
+    demands.checked = small_number(words, "checked", "1") != 0;
+    demands.host = small_number(words, "host", "1") != 0;
+    words.expect_all_taken();
+    return is_interesting(shop, c.subject, c.trial, kind, demands) ? 0 : 1;
+}
+
 int run_command(int argc, char **argv) {
     const std::string command = argv[1];
     const SCRATCH_FOLDER scratch;
@@ -114,6 +219,10 @@ int run_command(int argc, char **argv) {
     shop.scratch = scratch.path();
     if (command == "seeds") return command_seeds(shop, words);
     if (command == "files") return command_files(shop, words);
+    if (command == "fuzz") return command_fuzz(shop, words);
+    if (command == "bisect") return command_bisect(shop, words);
+    if (command == "reduce") return command_reduce(shop, words);
+    if (command == "interesting") return command_interesting(shop, words);
     wrong_usage("unknown command \"" + command + "\"");
 }
 } // namespace

@@ -63,19 +63,22 @@ REFUSAL SUBJECT::prepare(const DEMANDS &demands) {
         if (!checked.ended_with(expected_.exit_code))
             return {"fails under --check", shortened(checked.err)};
     }
-    if (demands.host) {
-        const PROCESS_RESULT host = run_on_host();
-        if (!host.ended_with(expected_.exit_code) || host.out != expected_.out)
-            return {"differs from the host",
-                    host.how() + ", " + first_difference(host.out, expected_.out) +
-                        shortened(host.err),
-                    true};
-    }
+    if (demands.host)
+        if (const REFUSAL refusal = differs_from_host()) return refusal;
     // An optimized program may do a little more than before, not much more.
     step_limit_ = 2 * demands.step_limit;
     return {};
 }
 
+REFUSAL SUBJECT::differs_from_host() const {
+    const PROCESS_RESULT host = run_on_host();
+    if (host.ended_with(expected_.exit_code) && host.out == expected_.out) return {};
+    return {"differs from the host",
+            host.how() + ", " + first_difference(host.out, expected_.out) + shortened(host.err),
+            true};
+}
+
+// The exit code is 126 when the host's compiler refuses the program.
 PROCESS_RESULT SUBJECT::run_on_host() const {
     // Signed arithmetic wraps, objects may be seen through other types, constants are floats and
     // each operation is rounded: what holds on the ZRA.
@@ -117,11 +120,11 @@ FAILURE SUBJECT::try_trial(const TRIAL &trial) const {
         return {optimizer_fails,
                 "quillopt: " + optimized.how() + "\n" + shortened(optimized.out + optimized.err)};
     if (trial.logged) {
-        const std::string log = read_whole_file(file("before.odb"));
-        const std::size_t complaint = log.find("+++++");
+        const std::string text = log();
+        const std::size_t complaint = text.find("+++++");
         if (complaint != std::string::npos)
-            return {log_complains, shortened(log.substr(complaint))};
-        if (log.find("== END OF DEBUG OUTPUT==") == std::string::npos)
+            return {log_complains, shortened(text.substr(complaint))};
+        if (text.find("== END OF DEBUG OUTPUT==") == std::string::npos)
             return {log_complains, "the log has no end\n"};
     }
     const PROCESS_RESULT lint = tool({"ic-lint", file("after.ic")});

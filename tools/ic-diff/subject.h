@@ -68,15 +68,17 @@ public:
     REFUSAL prepare(const DEMANDS &demands = {});
     // Optimizes the program and compares what it does.
     FAILURE try_trial(const TRIAL &trial) const;
-    // The program's output and how it ended when compiled by the host's compiler; the exit code is
-    // 126 when that refuses it.
-    PROCESS_RESULT run_on_host() const;
+    // What is different when the program is compiled by the host's compiler; empty when nothing is.
+    // The subject is prepared.
+    REFUSAL differs_from_host() const;
 
     const std::string &source() const { return source_; }
     bool calls() const { return calls_; }
-    const PROCESS_RESULT &expected() const { return expected_; }
+    // The debug log of the last trial that wrote one.
+    std::string log() const { return read_whole_file(file("before.odb")); }
 
 private:
+    PROCESS_RESULT run_on_host() const;
     PROCESS_RESULT tool(std::vector<std::string> words, unsigned cpu_seconds = 60) const;
     std::string file(const char *name) const { return shop_.scratch + "/" + name; }
 

@@ -11,28 +11,28 @@
 #include <string.h>
 
 #define SAFE_DEFINE(T)                                                                             \
-    static T divide_##T(T a, T b) {                                                                \
+    static inline T divide_##T(T a, T b) {                                                         \
         return b == 0 ? a : b == (T)-1 && (T)-1 < 0 ? (T)(0 - a) : (T)(a / b);                     \
     }                                                                                              \
-    static T modulo_##T(T a, T b) {                                                                \
+    static inline T modulo_##T(T a, T b) {                                                         \
         return b == 0 ? a : b == (T)-1 && (T)-1 < 0 ? (T)0 : (T)(a % b);                           \
     }                                                                                              \
-    static T add_##T(T a, T b) {                                                                   \
+    static inline T add_##T(T a, T b) {                                                            \
         return (T)(a + b);                                                                         \
     }                                                                                              \
-    static T sub_##T(T a, T b) {                                                                   \
+    static inline T sub_##T(T a, T b) {                                                            \
         return (T)(a - b);                                                                         \
     }                                                                                              \
-    static T mul_##T(T a, T b) {                                                                   \
+    static inline T mul_##T(T a, T b) {                                                            \
         return (T)(a * b);                                                                         \
     }                                                                                              \
-    static T shl_##T(T a, int b) {                                                                 \
+    static inline T shl_##T(T a, int b) {                                                          \
         return (T)(a << (b & 31));                                                                 \
     }                                                                                              \
-    static T shr_##T(T a, int b) {                                                                 \
+    static inline T shr_##T(T a, int b) {                                                          \
         return (T)(a >> (b & 31));                                                                 \
     }                                                                                              \
-    static T neg_##T(T a) {                                                                        \
+    static inline T neg_##T(T a) {                                                                 \
         return (T)-a;                                                                              \
     }
 SAFE_DEFINE(int16_t)
