@@ -1,26 +1,36 @@
 // Simplifies random trees without end and compares what they do before and after. Not a test: the
 // tests do a little of it, this does as much of it as there is time for. See docs/proving.md.
+#include "tests/simp/normal_form.h"
 #include "tests/simp/proof.h"
 
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <new>
 
 namespace {
+constexpr const char *usage =
+    "usage: prove_simp [--seed N] [--first N] [--count N | --minutes M] [--failures N] "
+    "[--no-form]\n"
+    "       prove_simp --exhaustive SHAPE [--type TYPE] [--narrow] [--step N]\n";
+
 struct OPTIONS {
     std::uint64_t seed = 1, count = 1'000'000, first = 0;
     double minutes = 0; // 0: by count
     unsigned failures = 20;
     bool form = true;
-    const char *exhaustive = nullptr;
-    const char *type = "short";
+    std::string_view shape;          // to be proved for all values of its two letters
+    std::string_view type = "short"; // of x, y and z in it
+    bool narrow = false;             // its operators work in that type
+    unsigned step = 1;
 };
 
 // What the processes that do the work tell the one that reports.
@@ -163,6 +173,138 @@ int prove_random(const OPTIONS &options) {
     return findings ? 1 : 0;
 }
 
+// --- all values of a shape
+
+struct SHAPE_LETTER {
+    char letter;
+    bool is_constant;
+    SYMTAB *variable;
+};
+
+TYPE *type_of_name(const WORLD &world, std::string_view name) {
+    for (TYPE *type : world.integers)
+        if (type->printstr() == name) return type;
+    return nullptr;
+}
+
+// Every 16-bit value of the letters of a shape, of which there are one or two: a tree for each
+// value of a constant, an evaluation for each value of a variable.
+class EXHAUSTIVE {
+public:
+    EXHAUSTIVE(const OPTIONS &options, TYPE *base, WORLD &world)
+        : options_(options), world_(world), base_(base), generator_(world, 1), environment_(world) {
+        generator_.promotes = !options.narrow;
+        for (char c : letters_of_pattern(options.shape))
+            letters_.push_back({c, c < 'x' || c > 'z', nullptr});
+        // Constants first: with each of their values there is another tree.
+        std::stable_partition(letters_.begin(), letters_.end(),
+                              [](const SHAPE_LETTER &one) { return one.is_constant; });
+        for (SYMTAB *sym : world.variables)
+            for (SHAPE_LETTER &one : letters_)
+                if (!one.is_constant && !one.variable && sym->otype == base && !is_used(sym)) {
+                    one.variable = sym;
+                    break;
+                }
+    }
+
+    // The exit code.
+    int run() {
+        if (letters_.empty() || letters_.size() > 2) {
+            std::fprintf(stderr, "a shape of one or two letters is wanted\n");
+            return 2;
+        }
+        std::vector<std::uint32_t> values(letters_.size());
+        choose_constants(0, values);
+        std::printf("%llu trees, %llu pairs of values, %llu differ\n",
+                    static_cast<unsigned long long>(trees_),
+                    static_cast<unsigned long long>(pairs_),
+                    static_cast<unsigned long long>(differences_));
+        return differences_ ? 1 : 0;
+    }
+
+private:
+    bool is_used(const SYMTAB *sym) const {
+        return std::any_of(letters_.begin(), letters_.end(),
+                           [sym](const SHAPE_LETTER &one) { return one.variable == sym; });
+    }
+    std::uint32_t extended(std::uint32_t value) const {
+        return base_->is_signed() ? static_cast<std::uint32_t>(static_cast<std::int16_t>(value))
+                                  : value;
+    }
+
+    void choose_constants(std::size_t n, std::vector<std::uint32_t> &values) {
+        if (n == letters_.size() || !letters_[n].is_constant) {
+            prove_tree(n, values);
+            return;
+        }
+        for (std::uint32_t v = 0; v < 65536; v += options_.step) {
+            values[n] = extended(v);
+            choose_constants(n + 1, values);
+        }
+    }
+
+    void prove_tree(std::size_t first_variable, const std::vector<std::uint32_t> &values) {
+        std::vector<PATTERN_LETTER> trees;
+        for (std::size_t i = 0; i < letters_.size(); ++i) {
+            const bool is_count = std::strchr("kmn", letters_[i].letter);
+            TYPE *type = is_count ? world_.int_t : generator_.promoted(base_);
+            trees.push_back({letters_[i].letter,
+                             letters_[i].is_constant
+                                 ? world_.icon(INT65(static_cast<std::int32_t>(values[i])), type)
+                                 : world_.name(letters_[i].variable)});
+        }
+        NODE *tree = tree_of_pattern(generator_, options_.shape, base_, trees);
+        NODE *result = simplified(copy_tree(tree), ROOT_KIND::value);
+        ++trees_;
+        const TREE_CODE before(tree, world_), after(result, world_);
+        environment_.begin(9, {});
+        choose_variables(first_variable, before, after);
+        if (tree_differs_ && ++reported_ <= 10)
+            std::printf("%s became %s, differs %s\n", stmt2infix(tree), typed_text(result).c_str(),
+                        environment_.describe(tree).c_str());
+        tree_differs_ = false;
+        world_.forget_trees();
+    }
+
+    void choose_variables(std::size_t n, const TREE_CODE &before, const TREE_CODE &after) {
+        if (n == letters_.size()) {
+            ++pairs_;
+            EVALUATOR evaluator(environment_);
+            const std::uint32_t x = evaluator.run(before);
+            if (environment_.trapped) return;
+            const std::uint32_t y = evaluator.run(after);
+            if (x == y && !environment_.trapped) return;
+            ++differences_;
+            tree_differs_ = true;
+            return;
+        }
+        for (std::uint32_t v = 0; v < 65536 && !tree_differs_; v += options_.step) {
+            environment_.set(world_.address_of(letters_[n].variable), extended(v),
+                             base_->size() / 16);
+            choose_variables(n + 1, before, after);
+        }
+    }
+
+    const OPTIONS &options_;
+    WORLD &world_;
+    TYPE *const base_;
+    TREE_GENERATOR generator_;
+    ENVIRONMENT environment_;
+    std::vector<SHAPE_LETTER> letters_;
+    std::uint64_t trees_ = 0, pairs_ = 0, differences_ = 0, reported_ = 0;
+    bool tree_differs_ = false;
+};
+
+int prove_all(const OPTIONS &options) {
+    WORLD world;
+    TYPE *base = type_of_name(world, options.type);
+    if (!base) {
+        std::fprintf(stderr, "no type '%s'\n", std::string(options.type).c_str());
+        return 2;
+    }
+    return EXHAUSTIVE(options, base, world).run();
+}
+
 const char *value_of(int argc, char **argv, int &i) {
     if (i + 1 < argc) return argv[++i];
     std::fprintf(stderr, "%s wants a value\n", argv[i]);
@@ -172,27 +314,39 @@ const char *value_of(int argc, char **argv, int &i) {
 
 int main(int argc, char **argv) {
     OPTIONS options;
+    const auto number = [](const char *text) { return std::strtoull(text, nullptr, 0); };
+    const struct {
+        std::string_view word;
+        std::function<void(const char *)> take;
+    } with_value[] = {
+        {"--seed", [&](const char *text) { options.seed = number(text); }},
+        {"--first", [&](const char *text) { options.first = number(text); }},
+        {"--count", [&](const char *text) { options.count = number(text); }},
+        {"--minutes", [&](const char *text) { options.minutes = std::strtod(text, nullptr); }},
+        {"--failures",
+         [&](const char *text) { options.failures = static_cast<unsigned>(number(text)); }},
+        {"--exhaustive", [&](const char *text) { options.shape = text; }},
+        {"--type", [&](const char *text) { options.type = text; }},
+        {"--step",
+         [&](const char *text) {
+             options.step = std::max(1u, static_cast<unsigned>(number(text)));
+         }},
+    };
     for (int i = 1; i < argc; ++i) {
         const std::string_view word = argv[i];
-        if (word == "--seed")
-            options.seed = std::strtoull(value_of(argc, argv, i), nullptr, 0);
-        else if (word == "--count")
-            options.count = std::strtoull(value_of(argc, argv, i), nullptr, 0);
-        else if (word == "--first")
-            options.first = std::strtoull(value_of(argc, argv, i), nullptr, 0);
-        else if (word == "--minutes")
-            options.minutes = std::strtod(value_of(argc, argv, i), nullptr);
-        else if (word == "--failures")
-            options.failures =
-                static_cast<unsigned>(std::strtoul(value_of(argc, argv, i), nullptr, 0));
-        else if (word == "--no-form")
+        const auto *row = std::find_if(std::begin(with_value), std::end(with_value),
+                                       [&](const auto &one) { return one.word == word; });
+        if (row != std::end(with_value)) {
+            row->take(value_of(argc, argv, i));
+        } else if (word == "--no-form") {
             options.form = false;
-        else {
-            std::fprintf(stderr,
-                         "usage: prove_simp [--seed N] [--first N] [--count N | --minutes M]"
-                         " [--failures N] [--no-form]\n");
+        } else if (word == "--narrow") {
+            options.narrow = true;
+        } else {
+            std::fputs(usage, stderr);
             return 2;
         }
     }
+    if (!options.shape.empty()) return prove_all(options);
     return prove_random(options);
 }

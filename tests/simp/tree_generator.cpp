@@ -390,11 +390,13 @@ NODE *TREE_GENERATOR::arithmetic(int op, NODE *left, NODE *right) {
         return w_.node({adds ? op : OP::PLUS, left->type, left, right});
     }
     if (op == OP::SLL || op == OP::SRL) {
-        TYPE *type = promoted_type(left->type);
+        TYPE *type = promoted(left->type);
         if (type->is_floating()) left = w_.node({OP::SCONV, type = w_.int_t, left});
         return w_.node({op, type, converted(left, type), converted(right, w_.int_t)});
     }
-    TYPE *type = left->type->is_ptr() ? left->type : combined_type(left, right);
+    const bool is_own =
+        left->type->is_ptr() || (!promotes && !left->type->is_bool() && !left->type->is_enum());
+    TYPE *type = is_own ? left->type->stds() : combined_type(left, right);
     const bool only_integers = op == OP::ANDB || op == OP::ORB || op == OP::XORB || op == OP::MOD;
     if (type->is_floating() && only_integers) type = w_.int_t;
     left = converted(left, type);
@@ -433,6 +435,7 @@ RANDOM_TREE TREE_GENERATOR::any() {
                      : chance_.percent(40) ? w_.uint_t
                      : chance_.percent(80) ? chance_.one_of(w_.integers)
                                            : w_.float_t;
+        promotes = !chance_.percent(25);
         NODE *tree = tree_of_pattern(*this, chance_.one_of(tree_patterns()), base, depth - 1);
         const bool is_condition = tree->type->stds() == w_.int_t && chance_.percent(20);
         return {tree, is_condition ? ROOT_KIND::condition : ROOT_KIND::value};

@@ -28,8 +28,13 @@ public:
     NODE *condition(int depth);
     // A cast to the type where the value has another one.
     NODE *converted(NODE *tree, TYPE *type);
-    // The operator on two values, in the type that C computes it in.
+    // The operator on two values, in the type that C computes it in; without promotion in the first
+    // operand's own type, as the optimizer may.
     NODE *arithmetic(int op, NODE *left, NODE *right);
+    TYPE *promoted(TYPE *type) {
+        return promotes || type->is_enum() ? promoted_type(type) : type->stds();
+    }
+    bool promotes = true;
     CHANCE &chance() { return chance_; }
     WORLD &world() { return w_; }
 
@@ -62,6 +67,7 @@ std::span<const std::string_view> tree_patterns();
 // is a cast: T one of c (signed char), C (unsigned char), s, S (short), i, I (int), f (float), or
 // t and v, each one type in a pattern. `base` is the type of x, y and z.
 NODE *tree_of_pattern(TREE_GENERATOR &generator, std::string_view pattern, TYPE *base, int depth);
+std::string letters_of_pattern(std::string_view pattern); // each once, without those of casts
 // With operands given: letter[i] stands for what make[i] gives. For exhaustive proofs.
 struct PATTERN_LETTER {
     char letter;

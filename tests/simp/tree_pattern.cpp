@@ -21,6 +21,13 @@ constexpr BINARY binaries[] = {{"<<", OP::SLL, 8},    {">>", OP::SRL, 8},  {"<="
                                {"|", OP::ORB, 3},     {"+", OP::PLUS, 9},  {"-", OP::MINUS, 9},
                                {"*", OP::MULT, 10},   {"/", OP::DIV, 10},  {"%", OP::MOD, 10}};
 
+// Whether the text begins with a cast: "(t)".
+bool begins_with_cast(std::string_view text) {
+    constexpr std::string_view types = "cCsSiIftv";
+    return text.size() > 3 && text[0] == '(' && text[2] == ')' &&
+           types.find(text[1]) != std::string_view::npos;
+}
+
 class PATTERN_READER {
 public:
     PATTERN_READER(TREE_GENERATOR &generator, std::string_view text, TYPE *base, int depth)
@@ -47,7 +54,8 @@ private:
         NODE *first = choice();
         take(":");
         NODE *second = choice();
-        TYPE *type = first->type->is_ptr() ? first->type : combined_type(first, second);
+        TYPE *type = first->type->is_ptr() || !g_.promotes ? first->type->stds()
+                                                           : combined_type(first, second);
         first = g_.converted(first, type);
         second = g_.converted(second, type);
         return w_.node({OP::QUEST, type, tree, w_.node({OP::COLON, type, first, second})});
@@ -72,7 +80,7 @@ private:
     NODE *unary() {
         const auto of = [this](int op) {
             NODE *x = unary();
-            TYPE *type = promoted_type(x->type);
+            TYPE *type = g_.promoted(x->type);
             if (type->is_floating() && op == OP::NOTB) type = w_.int_t;
             return w_.node({op, type, g_.converted(x, type)});
         };
@@ -80,8 +88,7 @@ private:
         if (take("~")) return of(OP::NOTB);
         if (take("!")) return w_.node({OP::EXCLAIM, w_.int_t, unary()});
         take("");
-        if (rest_.size() > 2 && rest_[0] == '(' && rest_[2] == ')' &&
-            std::string_view("cCsSiIftv").find(rest_[1]) != std::string_view::npos) {
+        if (begins_with_cast(rest_)) {
             const char letter = rest_[1];
             rest_.remove_prefix(3);
             TYPE *type = cast_type(letter);
@@ -119,7 +126,7 @@ private:
 
     NODE *atom(char letter) {
         CHANCE &chance = g_.chance();
-        TYPE *type = promoted_type(base_), *bits = type->is_floating() ? w_.int_t : type;
+        TYPE *type = g_.promoted(base_), *bits = type->is_floating() ? w_.int_t : type;
         switch (letter) {
         case 'p':
         case 'q': return g_.leaf(w_.int_p);
@@ -153,6 +160,19 @@ private:
 
 std::span<const std::string_view> tree_patterns() {
     return patterns;
+}
+
+std::string letters_of_pattern(std::string_view pattern) {
+    std::string letters;
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        const char c = pattern[i];
+        if (begins_with_cast(pattern.substr(i)))
+            i += 2;
+        else if (std::isalpha(static_cast<unsigned char>(c)) &&
+                 letters.find(c) == std::string::npos)
+            letters += c;
+    }
+    return letters;
 }
 
 NODE *tree_of_pattern(TREE_GENERATOR &generator, std::string_view pattern, TYPE *base, int depth) {
