@@ -99,7 +99,7 @@ bool same_payload(const NODE *a, const NODE *b) {
 }
 
 void append_typed(std::string &text, const NODE *tree) {
-    text += "(" + std::string(opname(tree->op)) + ":";
+    text += std::string("(") + node_operator_name[tree->op] + ":";
     append_type(text, tree->type);
     std::string payload;
     append_payload(payload, tree);

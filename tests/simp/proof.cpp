@@ -16,7 +16,7 @@ const char *finding_name(FINDING::KIND kind) {
 }
 
 NODE *simplified(NODE *tree, ROOT_KIND kind) {
-    return kind == ROOT_KIND::condition ? simp_for_control(tree) : simp_tree(tree);
+    return kind == ROOT_KIND::control ? simp_tree(tree) : simp_tree(tree);
 }
 
 // --- checks
@@ -198,6 +198,7 @@ RANDOM_TREE PROOF::smallest(const RANDOM_TREE &of, std::uint64_t seed, FINDING &
         return kind == FINDING::crash ? check_guarded(tree, seed) : check(tree, seed);
     };
     RANDOM_TREE best{copy_tree(of.tree), of.kind};
+    if (kind == FINDING::invalid_tree) return best; // something else may be wrong with smaller ones
     for (bool improved = true; improved;) {
         improved = false;
         std::vector<NODE **> places;

@@ -11,7 +11,6 @@ WORLD::WORLD() {
     erase_all_symbols();
     erase_all_nodes();
     reset_global_flags();
-    init_opcode_tables();
     tp = new TYPE_PKG;
     tp->init_type_pkg();
     function_prepass = 1;
@@ -20,8 +19,8 @@ WORLD::WORLD() {
     i_file = o_file = nullptr;
     make_types();
     make_struct();
-    currfunc = new_symbol("_f", 0, 0, 2, 0, nullptr, nullptr, 16, nullptr, -1);
-    currfunc->type = currfunc->otype = tp->type_frozen(tp->mk_func(int_t, false, true, 0, false));
+    TYPE *type = tp->type_frozen(tp->mk_func(int_t, false, true, 0, false));
+    currfunc = new_symbol("_f", 0, 0, 2, 0, type, type, 16, nullptr, -1);
     sym_def(currfunc);
     currfuninfo = make_FUNINFO("f");
     currfuninfo->symbol = currfunc;
@@ -213,9 +212,9 @@ NODE *WORLD::field(fkMDATA *member, TYPE *csu) {
 // any value.
 std::string WORLD::complaints(NODE *tree) {
     NODE *leave = node({OP::URETURN, void_t, name(currfunc)}), *stmt = tree;
-    const bool is_control = side_effects[tree->op] == SE_CONTROL;
-    if (!is_control) stmt = node({OP::COMMAOP, int_t, tree, icon(0, int_t)});
-    LIST last{leave, nullptr, nullptr}, cell{stmt, is_control ? nullptr : &last, nullptr};
+    const bool ends_block = op_ends_block(tree->op);
+    if (!ends_block) stmt = node({OP::COMMAOP, int_t, tree, icon(0, int_t)});
+    LIST last{leave, nullptr, nullptr}, cell{stmt, ends_block ? nullptr : &last, nullptr};
     block_.statements = &cell;
     std::string text;
     if (validate_stmts() != 0 || dupchk(tree)) {

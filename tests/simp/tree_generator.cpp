@@ -204,14 +204,20 @@ NODE *TREE_GENERATOR::computed_integer(TYPE *type, int depth) {
 }
 
 NODE *TREE_GENERATOR::int_value(int depth) {
-    if (!chance_.percent(25)) return condition(depth);
+    if (!chance_.percent(25)) return truth_value(depth);
     TYPE *p = chance_.one_of(w_.pointers);
     return w_.node({OP::MINUS, w_.int_t, value(p, depth), value(p, depth)});
 }
 
 NODE *TREE_GENERATOR::condition(int depth) {
-    switch (depth <= 0 ? 0 : chance_.below(10)) {
-    case 0: return value(chance_.percent(60) ? w_.int_t : scalar_type(), depth - 1);
+    if (depth <= 0 || chance_.percent(10))
+        return value(chance_.percent(60) ? w_.int_t : scalar_type(), depth - 1);
+    return truth_value(depth);
+}
+
+NODE *TREE_GENERATOR::truth_value(int depth) {
+    switch (chance_.below(9)) {
+    case 0:
     case 1: return w_.node({OP::EXCLAIM, w_.int_t, condition(depth - 1)});
     case 2:
     case 3: {
@@ -423,7 +429,9 @@ NODE *TREE_GENERATOR::control(int depth) {
         return tree;
     }
     case 1: return w_.node({OP::RETURN, w_.int_t, w_.name(currfunc), value(w_.int_t, depth)});
-    default: return w_.node({OP::CBRANCH, w_.int_t, condition(depth), label});
+    case 2:
+    case 3: return w_.node({OP::CBRANCH, w_.int_t, condition(depth), label});
+    default: return mk_IF(condition(depth), INT65(7), ~0u, INT65(8), ~0u, nullptr);
     }
 }
 

@@ -25,7 +25,8 @@ public:
     NODE *constant(TYPE *type);
     NODE *lvalue(TYPE *type, int depth); // of exactly this type
     NODE *effect(int depth);             // something to be a statement
-    NODE *condition(int depth);
+    NODE *condition(int depth);          // of any scalar type
+    NODE *truth_value(int depth);        // 0 or 1, an int
     // A cast to the type where the value has another one.
     NODE *converted(NODE *tree, TYPE *type);
     // The operator on two values, in the type that C computes it in; without promotion in the first

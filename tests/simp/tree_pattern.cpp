@@ -2,6 +2,7 @@
 #include "tests/simp/tree_generator.h"
 
 #include <cctype>
+#include <charconv>
 #include <map>
 
 namespace {
@@ -100,9 +101,14 @@ private:
             take(")");
             return tree;
         }
+        int number = 0;
+        const auto *end = std::from_chars(rest_.data(), rest_.data() + rest_.size(), number).ptr;
+        if (end != rest_.data()) {
+            rest_.remove_prefix(static_cast<std::size_t>(end - rest_.data()));
+            return w_.icon(INT65(number), w_.int_t);
+        }
         const char letter = rest_.front();
         rest_.remove_prefix(1);
-        if (std::isdigit(letter)) return w_.icon(INT65(letter - '0'), w_.int_t);
         NODE *&tree = bound_[letter];
         if (!tree) tree = atom(letter);
         return copy_tree(tree);
