@@ -15,8 +15,8 @@ const char *finding_name(FINDING::KIND kind) {
     return names[kind];
 }
 
-NODE *simplified(NODE *tree, ROOT_KIND kind) {
-    return kind == ROOT_KIND::control ? simp_tree(tree) : simp_tree(tree);
+NODE *simplified(NODE *tree, ROOT_KIND) {
+    return simp_tree(tree);
 }
 
 // --- checks
@@ -148,9 +148,10 @@ void find_places(NODE **place, std::vector<NODE **> &places) {
         find_places(&tree->left, places);
     else if (tree->left && tree->left->op == OP::UMULT)
         find_places(&tree->left->left, places);
-    if (tree->right && tree->op != OP::STDOT && tree->op != OP::STREF && tree->op != OP::PLUSPLUS &&
-        tree->op != OP::MINMIN)
-        find_places(&tree->right, places);
+    const bool keeps_right = tree->op == OP::STDOT || tree->op == OP::STREF ||
+                             tree->op == OP::PLUSPLUS || tree->op == OP::MINMIN ||
+                             tree->op == OP::PMCONV || tree->op == OP::PVCONV;
+    if (tree->right && !keeps_right) find_places(&tree->right, places);
 }
 
 // Simpler than what stands at the place, the simplest first; the place's tree is gone then.

@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <new>
+#include <regex>
 
 namespace {
 constexpr const char *usage =
@@ -84,8 +85,9 @@ void work(const OPTIONS &options, SHARED &shared, std::uint64_t end) {
 std::string signature(const FINDING &finding, const std::string &infix) {
     std::string text = finding_name(finding.kind);
     text += ' ';
-    for (char c : infix)
-        if (!std::isdigit(static_cast<unsigned char>(c)) && c != '-') text += c;
+    static const std::regex number("-?(0x[0-9a-f.]+p[-+][0-9]+|\\b[0-9]+)"),
+        name("\\b([a-z])[0-9]+\\b");
+    text += std::regex_replace(std::regex_replace(infix, number, "N"), name, "$1");
     return text;
 }
 

@@ -61,7 +61,7 @@ VALUE_TYPE::VALUE_TYPE(const TYPE *type) {
         kind = integer;
     else if (plain->is_csu() || plain->is_array())
         kind = record;
-    is_signed = plain->is_signed();
+    is_signed = plain->is_signed() || plain->is_wchar_t(); // which is normalized to a signed type
     is_bool = plain->is_bool();
     units = plain->is_func() || kind == nothing ? 0 : plain->size() / 16;
 }

@@ -393,6 +393,7 @@ NODE *TREE_GENERATOR::arithmetic(int op, NODE *left, NODE *right) {
     if (left->type->is_ptr() && !is_comparison) {
         if (right->type->is_ptr()) return w_.node({OP::MINUS, w_.int_t, left, right});
         const bool adds = op == OP::PLUS || op == OP::MINUS;
+        if (right->type->is_floating()) right = converted(right, w_.int_t);
         return w_.node({adds ? op : OP::PLUS, left->type, left, right});
     }
     if (op == OP::SLL || op == OP::SRL) {

@@ -26,6 +26,7 @@ void IF_MODEL::note_type(IF_SECTION_ID section, std::size_t index) {
     };
     switch (r.selector) {
     case IF_KIND_signed_char:
+    case IF_KIND_wchar_t: // as short, which it is normalized to
     case IF_KIND_short:
     case IF_KIND_int:
     case IF_KIND_long:
