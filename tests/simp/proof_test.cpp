@@ -100,9 +100,9 @@ TEST_F(Proof, EvaluatorRecordsEffectsInOrder) {
         tree(OP::COMMAOP, w.int_t, first, tree(OP::COMMAOP, w.int_t, second, copy_tree(member)));
     const TREE_CODE code(root, w);
     environment.begin(9, {});
-    const std::uint16_t at = w.address_of(i1->u.name.sym);
+    const std::uint32_t at = w.address_of(i1->u.name.sym);
     environment.set(at, 1, 2);
-    const std::uint16_t unit = static_cast<std::uint16_t>(w.address_of(w.structs[0]) + 6);
+    const std::uint32_t unit = w.address_of(w.structs[0]) + 6;
     environment.set(unit, 0, 2);
     EXPECT_EQ(EVALUATOR(environment).run(code), 0xffffffff);
     const std::vector<EFFECT> expected = {{EFFECT::store, at, 70000 & 0xffff},

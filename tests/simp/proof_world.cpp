@@ -110,9 +110,11 @@ SYMTAB *WORLD::make_symbol(const char *name, TYPE *type, bool reachable, bool is
     sym->level = is_global ? 0 : 2;
     if (!reachable) sym->attr &= static_cast<std::uint8_t>(~SA_aliased);
     const std::uint32_t units = type->is_func() ? 1 : (type->size() / 16 + 1) & ~1u;
-    std::uint32_t &next = type->is_func() ? next_function_ : next_address_;
+    std::uint32_t &next = type->is_func() ? next_function_
+                          : reachable     ? next_address_
+                                          : next_private_;
     if (addresses_.size() <= sym->serial) addresses_.resize(sym->serial + 1);
-    addresses_[sym->serial] = static_cast<std::uint16_t>(next);
+    addresses_[sym->serial] = next;
     next += units;
     return sym;
 }
@@ -146,15 +148,14 @@ void WORLD::make_variables() {
         for (const fkMDATA *member : members) {
             const auto offset = static_cast<unsigned>(member->offset);
             const unsigned unit = member->type->size(), first = member->width ? offset % unit : 0;
-            slots.push_back({static_cast<std::uint16_t>(address_of(sym) + (offset - first) / 16),
-                             member->type, first, member->width, true});
+            slots.push_back({address_of(sym) + (offset - first) / 16, member->type, first,
+                             member->width, true});
         }
     array = make_symbol("a", array_t, true);
     short_array = make_symbol("as", short_array_t, true);
     for (unsigned i = 0; i < 8; ++i) {
-        slots.push_back({static_cast<std::uint16_t>(address_of(array) + 2 * i), int_t, 0, 0, true});
-        slots.push_back(
-            {static_cast<std::uint16_t>(address_of(short_array) + i), short_t, 0, 0, true});
+        slots.push_back({address_of(array) + 2 * i, int_t, 0, 0, true});
+        slots.push_back({address_of(short_array) + i, short_t, 0, 0, true});
     }
 }
 
@@ -174,12 +175,12 @@ void WORLD::make_functions() {
         }
 }
 
-std::uint16_t WORLD::address_of(const SYMTAB *sym) {
+std::uint32_t WORLD::address_of(const SYMTAB *sym) {
     if (addresses_.size() <= sym->serial) addresses_.resize(sym->serial + 1);
-    std::uint16_t &address = addresses_[sym->serial];
+    std::uint32_t &address = addresses_[sym->serial];
     if (address == 0) {
-        address = static_cast<std::uint16_t>(next_temporary_);
-        next_temporary_ += (sym->size / 16 + 1) & ~1u;
+        address = next_temporary_;
+        if (next_temporary_ + 64 < end_of_places) next_temporary_ += (sym->size / 16 + 1) & ~1u;
     }
     return address;
 }

@@ -42,7 +42,7 @@ public:
 
     // A scalar that lies in memory: a variable, an element or a member.
     struct SLOT {
-        std::uint16_t address;
+        std::uint32_t address;
         TYPE *type;
         unsigned first, width; // of a bit-field; width 0: none
         bool reachable;        // through pointers and from called functions
@@ -53,10 +53,22 @@ public:
         std::vector<TYPE *> parameters;
     };
 
-    // A symbol that is made later, by the optimizer, gets its place when it is asked for.
-    std::uint16_t address_of(const SYMTAB *sym);
-    // Whether the unit belongs to a variable of the optimizer's own.
-    static bool is_temporary(std::uint16_t address) { return address >= first_temporary; }
+    // Addresses of 16 bits are those of the machine. Variables whose address is never taken lie
+    // behind them, where no pointer leads, and behind these the optimizer's own; they get their
+    // places when they are asked for.
+    std::uint32_t address_of(const SYMTAB *sym);
+    static bool is_temporary(std::uint32_t address) { return address >= first_temporary; }
+    // The unit that an address leads to: those of the machine wrap.
+    static std::uint32_t place(std::uint32_t address) {
+        return address >= first_private ? address : address & 0xffff;
+    }
+    static constexpr std::uint32_t first_private = 0x20000, first_temporary = 0x20400,
+                                   end_of_places = 0x21000;
+    // Whether the unit is part of a variable of the world, and has a value to begin with.
+    bool is_variable(std::uint32_t unit) const {
+        return unit < next_private_ && unit >= first_variable &&
+               (unit < next_address_ || unit >= first_private);
+    }
     // What the validators of statements and of sharing say of a tree; empty: nothing.
     std::string complaints(NODE *tree);
     // Forgets all trees, and variables that were made since the construction.
@@ -87,8 +99,7 @@ public:
     std::vector<SLOT> slots;
 
 private:
-    static constexpr std::uint16_t first_variable = 16, first_temporary = 0xd000,
-                                   first_function = 0xff00;
+    static constexpr std::uint32_t first_variable = 16, first_function = 0xff00;
 
     void make_types();
     void make_struct();
@@ -96,9 +107,9 @@ private:
     void make_variables();
     void make_functions();
 
-    std::vector<std::uint16_t> addresses_; // by serial number of the symbol, 0: none
-    std::uint32_t next_address_ = first_variable, next_temporary_ = first_temporary,
-                  next_function_ = first_function;
+    std::vector<std::uint32_t> addresses_; // by serial number of the symbol, 0: none
+    std::uint32_t next_address_ = first_variable, next_private_ = first_private,
+                  next_temporary_ = first_temporary, next_function_ = first_function;
     BBLK block_;
     char *log_text_ = nullptr;
     std::size_t log_size_ = 0;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace {
 constexpr bool is_comparison(int op) {
@@ -26,6 +27,12 @@ const VALUE_TYPE &compared_type(const VALUE_TYPE &a, const VALUE_TYPE &b) {
     if (a.kind == VALUE_TYPE::floating) return a;
     if (b.kind == VALUE_TYPE::floating) return b;
     return b.units > a.units ? b : a;
+}
+
+// Which of the floats that are no numbers it is makes no difference.
+std::uint32_t canonical(std::uint32_t value, const VALUE_TYPE &type) {
+    const bool is_nan = type.kind == VALUE_TYPE::floating && as_float(value) != as_float(value);
+    return is_nan ? float_bits(std::numeric_limits<float>::quiet_NaN()) : value;
 }
 
 template <class T> bool compare(int op, T x, T y) {
@@ -78,9 +85,7 @@ std::uint32_t converted_value(std::uint32_t value, const VALUE_TYPE &from, const
 }
 
 bool same_value(std::uint32_t a, std::uint32_t b, const VALUE_TYPE &type) {
-    if (a == b) return true;
-    return type.kind == VALUE_TYPE::floating && as_float(a) != as_float(a) &&
-           as_float(b) != as_float(b);
+    return canonical(a, type) == canonical(b, type);
 }
 
 // --- making ready
@@ -165,8 +170,6 @@ void TREE_CODE::fill(CELL &cell, const NODE *tree) {
 void ENVIRONMENT::begin(std::uint64_t seed, const std::vector<std::uint32_t> &constants) {
     seed_ = seed;
     constants_ = constants;
-    const WORLD::SLOT &last = world_.slots.back();
-    memory_.assign(last.address + 2u, 0);
     CHANCE chance(seed);
     const std::uint64_t common = CHANCE::mixed(seed + 1);
     for (const WORLD::SLOT &slot : world_.slots) {
@@ -203,7 +206,7 @@ void ENVIRONMENT::restart() {
     trapped = false;
 }
 
-void ENVIRONMENT::set(std::uint16_t address, std::uint32_t value, unsigned units) {
+void ENVIRONMENT::set(std::uint32_t address, std::uint32_t value, unsigned units) {
     memory_[address] = static_cast<std::uint16_t>(value);
     if (units == 2) memory_[address + 1u] = static_cast<std::uint16_t>(value >> 16);
 }
@@ -246,10 +249,10 @@ std::uint32_t ENVIRONMENT::sample(const VALUE_TYPE &type, unsigned bits, CHANCE 
 }
 
 std::uint16_t ENVIRONMENT::unit(std::uint32_t address) const {
-    address = low16(address);
+    address = WORLD::place(address);
     if (changes_[address].when == now_) return changes_[address].value;
-    if (address < memory_.size()) return memory_[address];
-    return static_cast<std::uint16_t>(CHANCE::mixed(seed_ * 65536 + address));
+    if (world_.is_variable(address)) return memory_[address];
+    return static_cast<std::uint16_t>(CHANCE::mixed(seed_ * WORLD::end_of_places + address));
 }
 
 std::uint32_t ENVIRONMENT::load(std::uint32_t address, unsigned units) const {
@@ -259,7 +262,7 @@ std::uint32_t ENVIRONMENT::load(std::uint32_t address, unsigned units) const {
 
 void ENVIRONMENT::store(std::uint32_t address, std::uint32_t value, unsigned units) {
     for (unsigned i = 0; i < units; ++i, ++address, value >>= 16)
-        changes_[low16(address)] = {static_cast<std::uint16_t>(value), now_};
+        changes_[WORLD::place(address)] = {static_cast<std::uint16_t>(value), now_};
 }
 
 std::uint32_t ENVIRONMENT::outside_value(const VALUE_TYPE &type) {
@@ -487,7 +490,7 @@ std::uint32_t EVALUATOR::load(const LVALUE &lv) {
     if (!lv.type.is_scalar()) return low16(lv.address);
     if (lv.is_volatile) {
         const std::uint32_t v = env_.outside_value(lv.type);
-        record(EFFECT::volatile_read, low16(lv.address), lv.type.units);
+        record(EFFECT::volatile_read, WORLD::place(lv.address), lv.type.units);
         return v;
     }
     const std::uint32_t v = env_.load(lv.address, lv.type.units);
@@ -496,14 +499,14 @@ std::uint32_t EVALUATOR::load(const LVALUE &lv) {
 
 // Gives what the lvalue then holds.
 std::uint32_t EVALUATOR::store(const LVALUE &lv, std::uint32_t v) {
+    v = canonical(v, lv.type);
     const unsigned units = lv.type.units;
     const std::uint32_t old = env_.load(lv.address, units);
     const std::uint32_t memory = lv.width ? with_field(old, v, lv.first, lv.width) : v;
-    if (lv.is_volatile) record(EFFECT::volatile_store, low16(lv.address), memory);
+    if (lv.is_volatile) record(EFFECT::volatile_store, WORLD::place(lv.address), memory);
     for (unsigned i = 0; i < units; ++i) {
-        const std::uint32_t address = low16(lv.address + i), is = low16(memory >> 16 * i);
-        if (!lv.is_volatile && is != low16(old >> 16 * i) &&
-            !WORLD::is_temporary(static_cast<std::uint16_t>(address)))
+        const std::uint32_t address = WORLD::place(lv.address + i), is = low16(memory >> 16 * i);
+        if (!lv.is_volatile && is != low16(old >> 16 * i) && !WORLD::is_temporary(address))
             record(EFFECT::store, address, is);
     }
     if (!env_.trapped) env_.store(lv.address, memory, units);
@@ -577,8 +580,8 @@ std::uint32_t EVALUATOR::call(const CELL &c) {
     std::vector<std::uint32_t> passed;
     const auto &parameters = c.function->parameters;
     for (std::size_t n = 0; n < arguments.size(); ++n)
-        passed.push_back(n < parameters.size() ? value_as(arguments[n], VALUE_TYPE(parameters[n]))
-                                               : value(arguments[n]));
+        passed.push_back(canonical(value_as(arguments[n], VALUE_TYPE(parameters[n])),
+                                   VALUE_TYPE(parameters[n])));
     record(EFFECT::call, cell(cell(c.left).left).number, static_cast<std::uint32_t>(passed.size()));
     for (std::size_t n = 0; n < passed.size(); ++n)
         record(EFFECT::argument, static_cast<std::uint32_t>(n), passed[n]);

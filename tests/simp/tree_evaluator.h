@@ -66,7 +66,7 @@ public:
     void begin(std::uint64_t seed, const std::vector<std::uint32_t> &constants);
     static constexpr std::uint64_t special_environments = 4;
     void restart(); // undoes what an evaluation has done
-    void set(std::uint16_t address, std::uint32_t value, unsigned units); // before it
+    void set(std::uint32_t address, std::uint32_t value, unsigned units); // before it
 
     std::uint32_t load(std::uint32_t address, unsigned units) const;
     void store(std::uint32_t address, std::uint32_t value, unsigned units);
@@ -90,8 +90,8 @@ private:
     std::uint64_t seed_ = 0;
     std::uint32_t now_ = 0, outside_count_ = 0;
     std::vector<std::uint32_t> constants_;
-    std::vector<std::uint16_t> memory_;                        // what it holds before
-    std::vector<CHANGE> changes_ = std::vector<CHANGE>(65536); // since
+    std::vector<std::uint16_t> memory_ = std::vector<std::uint16_t>(WORLD::end_of_places); // before
+    std::vector<CHANGE> changes_ = std::vector<CHANGE>(WORLD::end_of_places);              // since
 };
 
 class EVALUATOR {
