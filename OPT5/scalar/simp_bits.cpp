@@ -233,6 +233,7 @@ NODE *absorb(NODE *tree, NODE *NODE::*a_side, NODE *NODE::*x_side, LOOP *loop, C
 }
 
 NODE *of_absorbed_operand(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    if (!is_pure(tree)) return nullptr; // what stands twice may not have one value
     NODE *result = absorb(tree, &NODE::left, &NODE::right, loop, ctx);
     return result ? result : absorb(tree, &NODE::right, &NODE::left, loop, ctx);
 }
@@ -262,7 +263,8 @@ NODE *of_inverted_operands(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 // (a | b) ^ (a & b) is a ^ b; (a ^ b) | (a & b) is a | b.
 NODE *of_two_ways_to_join(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *a = tree->left, *b = tree->right;
-    if (tree->op == OP::ANDB || !is_same_size(a, tree) || !is_same_size(b, tree)) return nullptr;
+    if (tree->op == OP::ANDB || !is_same_size(a, tree) || !is_same_size(b, tree) || !is_pure(tree))
+        return nullptr;
     const int other = tree->op == OP::XORB ? OP::ORB : OP::XORB;
     if (a->op != OP::ANDB) std::swap(a, b);
     if (a->op != OP::ANDB || b->op != other) return nullptr;
@@ -287,7 +289,8 @@ NODE *of_common_operand(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *x = tree->left, *y = tree->right;
     const int inner = x->op;
     if (inner != y->op || (inner != OP::ANDB && inner != OP::ORB) || inner == tree->op ||
-        !distributes(inner, tree->op) || !is_same_size(x, tree) || !is_same_size(y, tree))
+        !distributes(inner, tree->op) || !is_same_size(x, tree) || !is_same_size(y, tree) ||
+        !is_pure(tree))
         return nullptr;
     for (NODE *NODE::*common : {&NODE::left, &NODE::right}) {
         NODE *NODE::*rest_of_y = other_than(x->*common, y);
@@ -363,7 +366,7 @@ NODE *of_equal_shifts(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 // (a op b) op b, the chain leaning left.
 NODE *of_repeated_operand(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *chain = tree->left;
-    if (chain->op != tree->op || !is_same_size(chain, tree)) return nullptr;
+    if (chain->op != tree->op || !is_same_size(chain, tree) || !is_pure(tree)) return nullptr;
     NODE *NODE::*rest = other_than(tree->right, chain);
     if (!rest) return nullptr;
     if (tree->op == OP::XORB) tree->left = taken_from(chain, rest);
