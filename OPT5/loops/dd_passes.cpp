@@ -12,8 +12,16 @@ void propagate_SSA_constants(int) {}
 void eliminate_dead_SSA_assignments() {}
 void promote_vars_to_registers(bool) {}
 void hoist_SSA_region_constants() {}
-void do_forward_substitution() {}
-void find_loop_assertions() {}
+void find_loop_assertions(LOOP *) {}
+void find_loop_IVs(LOOP *) {}
+void prep_loop_variables(bool) {}
+bool shape_dd_loops() { return false; }
+bool gcm_scalar_memrefs() { return false; }
+void constrain_all_ranges() {}
+void coalesce_compound_IF_statements() {}
+void simplify_dd_loops() {}
+void maybe_clear_restrict_in_inner_loops() {}
+void clear_PT_vectors() {}
 void undeltafy_dd_loops() {}
 void add_downcounters_to_loops() {}
 void collapse_dd_loops() {}
@@ -29,6 +37,5 @@ void unroll_loops_for_SP() {}
 void report_ambiguous_aliases() {}
 void interleave_reductions_in_loops() {}
 void transform_DIVs_by_ICONs() {}
-void reinsert_loop_pragmas() {}
 void do_dd_analysis_for_be() {}
 void finalize_dd_edges() {}

@@ -5,7 +5,7 @@
 
 namespace {
 bool at_O2() { return opt_level() >= 2; }
-bool has_loops() { return currfuninfo->bb_list && currfuninfo->bb_list->loop; }
+bool has_loops() { return loop_root() != nullptr; }
 
 void with_ssa(bool keep_vectors, void (*work)()) {
     construct_SSA_form(false, false, keep_vectors);
@@ -16,7 +16,7 @@ void with_ssa(bool keep_vectors, void (*work)()) {
 void step_forward_substitution() {
     if (!at_O2()) return;
     if (!has_loops()) simpcfg(false, false);
-    do_forward_substitution();
+    build_loop_hierarchy(true, false, true, 1); // stands until the last of these steps
 }
 void step_SSA_hoist() {
     if (at_O2()) with_ssa(true, hoist_SSA_region_constants);
@@ -44,7 +44,10 @@ void step_SSA_reg_promote_with_simpcfg() {
     promote_vars_to_registers();
     simpcfg(false, false);
     rebuildcfg();
-    reinsert_loop_pragmas();
+    unbuild_loop_hierarchy();
+}
+void step_loop_assertions() {
+    if (at_O2() && has_loops()) find_loop_assertions(loop_root());
 }
 
 // A step whose whole work is one routine, run from level 2 on.
@@ -64,7 +67,7 @@ constexpr dd_step dd_steps[] = {
     {"SSA_propagate", step_SSA_propagate},
     {"SSA_deadasg", step_SSA_deadasg},
     {"SSA_reg_promote", step_SSA_reg_promote},
-    {"loop_assertions", at_O2_only<find_loop_assertions>},
+    {"loop_assertions", step_loop_assertions},
     {"undeltafy", at_O2_only<undeltafy_dd_loops>},
     {"add_downcounters", at_O2_only<add_downcounters_to_loops>},
     {"collapse_loops", at_O2_only<collapse_dd_loops>},

@@ -2,8 +2,26 @@
 #pragma once
 
 #include "OPT5/driver/pass.h"
+#include "OPT5/rep/loop.h"
 
 #include <vector>
+
+// --- the loop hierarchy with its analyses
+// Builds it anew, together with what is known of each loop. `full` brings loops into shape as well,
+// which may ask for further rounds; `simplify` simplifies them; `force` below 0 stands for `full`.
+// Leaves no hierarchy where the graph allows none.
+void build_loop_hierarchy(bool full, bool no_points_to, bool simplify, int force);
+// Puts what was taken out of the trees back and drops the hierarchy; nothing without one.
+void unbuild_loop_hierarchy();
+void find_loop_IVs(LOOP *loop);
+void prep_loop_variables(bool full);
+bool shape_dd_loops();       // true: the loops have to be found anew
+bool gcm_scalar_memrefs();   // the same
+void constrain_all_ranges();
+void coalesce_compound_IF_statements();
+void simplify_dd_loops();
+void maybe_clear_restrict_in_inner_loops();
+void clear_PT_vectors();
 
 void do_DVE_unit_testing();
 void init_dd_aliasing();
@@ -23,8 +41,7 @@ void hoist_SSA_region_constants();
 void add_dd_normal_order_passes(std::vector<pass *> &steps);
 
 // The work of the loop steps
-void do_forward_substitution();
-void find_loop_assertions();
+void find_loop_assertions(LOOP *loop); // and of its subloops
 void undeltafy_dd_loops();
 void add_downcounters_to_loops();
 void collapse_dd_loops();
@@ -40,7 +57,6 @@ void unroll_loops_for_SP();
 void report_ambiguous_aliases();
 void interleave_reductions_in_loops();
 void transform_DIVs_by_ICONs();
-void reinsert_loop_pragmas();
 
 // Dependence information for the code generator
 void do_dd_analysis_for_be();

@@ -4,6 +4,7 @@
 #include "OPT5/driver/abort.h"
 #include "OPT5/icode/if.h"
 #include "OPT5/rep/cfg_pools.h"
+#include "OPT5/rep/loop.h"
 
 #include <utility>
 
@@ -123,6 +124,7 @@ BBLK *erase_bblock(BBLK *bb) {
 void erase_function_body(FUNINFO *funinfo) {
     delete std::exchange(funinfo->dominator, nullptr);
     funinfo->dominator_is_stale = true;
+    if (funinfo->bb_list && funinfo->bb_list->loop) erase_loop_and_subloops(funinfo->bb_list->loop);
     for (BBLK *bb : std::exchange(funinfo->blocks, {})) {
         if (!bb) continue;
         erase_tree_list(bb->statements);
