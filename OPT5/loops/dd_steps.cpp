@@ -42,9 +42,9 @@ void step_SSA_propagate_vector() {
 void step_SSA_reg_promote_with_simpcfg() {
     if (!at_O2()) return;
     promote_vars_to_registers();
+    if (has_loops()) return unbuild_loop_hierarchy(); // which tidies the graph
     simpcfg(false, false);
     rebuildcfg();
-    unbuild_loop_hierarchy();
 }
 void step_loop_assertions() {
     if (at_O2() && has_loops()) find_loop_assertions(loop_root());
