@@ -239,7 +239,8 @@ NODE *into_operands(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 
 // Bits that the cast cuts off need not be computed.
 NODE *narrowing_as_mask(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    if (!narrows(tree->type, tree->left->type)) return nullptr;
+    const bool to_address = tree->type->is_ptr() && is_plain_int(tree->left->type);
+    if (!to_address && !narrows(tree->type, tree->left->type)) return nullptr;
     bool changed = false;
     tree->left = drop_undemanded(tree->left, value_shape(tree->type).mask(), &changed);
     return changed ? simp_node(tree, loop, ctx) : nullptr;
@@ -307,7 +308,8 @@ constexpr SIMP_RULE SCONV_rules[] = {
 };
 
 constexpr SIMP_RULE PCONV_rules[] = {
-    of_other_kind, to_same_type, of_constant, of_pointer_cast, of_int_cast, of_int_as_pointer,
+    of_other_kind, to_same_type,      of_constant,       of_pointer_cast,
+    of_int_cast,   of_int_as_pointer, narrowing_as_mask,
 };
 } // namespace
 

@@ -10,7 +10,8 @@
 // int *p *q, short *sp, char-sized unsigned *up, struct st { int m; short n; int lo:5; unsigned
 // hi:7; } o, o2, *op, int array a[8], volatile int vi, static int g. Functions: int f(...), short
 // h(...), float r(...). Intrinsic operators are written as calls: ABS SQRT SQR PMCONV PVCONV.
-// Types in casts: int unsigned short ushort bool float intp shortp.
+// Types in casts: int unsigned short ushort char bool float intp shortp charp; what is normalized
+// prints short as char.
 #pragma once
 
 #include "OPT5/rep/bblk.h"
@@ -35,10 +36,12 @@ protected:
         uint_t = tp->uint_type();
         ushort_t = tp->basic_int(TYPE::USHORT);
         bool_t = tp->basic_int(TYPE::BOOL);
+        TYPE *char_t = tp->basic_int(TYPE::SCHAR);
         types = {{"int", int_t},     {"unsigned", uint_t},
                  {"short", short_t}, {"ushort", ushort_t},
                  {"bool", bool_t},   {"float", float_t},
-                 {"intp", int_p},    {"shortp", tp->mk_ptr(short_t)}};
+                 {"intp", int_p},    {"shortp", tp->mk_ptr(short_t)},
+                 {"char", char_t},   {"charp", tp->mk_ptr(char_t)}};
         TYPE *st = tp->mk_struct("st", 96, 32, true);
         add_member(st, "m", int_t, 0, 0);
         add_member(st, "n", short_t, 32, 0);
