@@ -1,7 +1,6 @@
 // Rows of the dispatch table without rules yet.
 #include "OPT5/scalar/simp_rules.h"
 
-NODE *simp_MULT(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_opASG(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_ASG(NODE *tree, LOOP *, CONTEXT *) { return tree; }
 NODE *simp_COMMAOP(NODE *tree, LOOP *, CONTEXT *) { return tree; }
