@@ -33,7 +33,6 @@ void propagate_increments() {}
 void combine_asgs_to_memory() {}
 void rotate_loops() {}
 void straighten_traces_in_cfg() {}
-void unsimplify() {}
 NODE *insert_mandatory_casts(NODE *tree) { return tree; }
 void initialize_the_profiling_state(const NODE *) {}
 void initialize_CFG_profiling_annotation(int, int) {}
