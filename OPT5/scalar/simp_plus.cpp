@@ -120,20 +120,23 @@ bool same_factor(const NODE *a, const NODE *b) {
     return trees_are_congruent(a, b);
 }
 
-// Puts a factor that both products have on the right of both.
-bool align_common_factor(NODE *a, NODE *b) {
-    if (a->op != b->op || !equiv_mtypes(a->type, b->type)) return false;
-    if (same_factor(a->right, b->right)) return true;
-    if (a->op != OP::MULT || is_ICON(a->right) || is_ICON(b->right)) return false;
-    NODE *NODE::*const sides[] = {&NODE::right, &NODE::left};
-    for (NODE *NODE::*of_a : sides)
-        for (NODE *NODE::*of_b : sides) {
-            if (!trees_are_congruent(a->*of_a, b->*of_b)) continue;
-            if (of_a == &NODE::left) std::swap(a->left, a->right);
-            if (of_b == &NODE::left) std::swap(b->left, b->right);
-            return true;
-        }
-    return false;
+// Where two products have the same factor.
+struct COMMON_FACTOR {
+    NODE *NODE::*in_first, *NODE::*in_second; // null: they have none
+};
+
+COMMON_FACTOR find_common_factor(const NODE *a, const NODE *b) {
+    if (a->op != b->op || !equiv_mtypes(a->type, b->type)) return {nullptr, nullptr};
+    if (same_factor(a->right, b->right)) return {&NODE::right, &NODE::right};
+    if (a->op == OP::MULT && !is_ICON(a->right) && !is_ICON(b->right))
+        for (NODE *NODE::*of_a : {&NODE::right, &NODE::left})
+            for (NODE *NODE::*of_b : {&NODE::right, &NODE::left})
+                if (trees_are_congruent(a->*of_a, b->*of_b)) return {of_a, of_b};
+    return {nullptr, nullptr};
+}
+
+void put_on_the_right(NODE *product, NODE *NODE::*factor) {
+    if (factor == &NODE::left) std::swap(product->left, product->right);
 }
 
 // Terms of a sum that are looked at for a common factor.
@@ -143,27 +146,40 @@ constexpr int most_terms = 24;
 NODE *common_factor(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *last = tree->right;
     if (!is_product(last, tree) || tree_is_16x16_mpy(last, loop, ctx)) return nullptr;
-    bool subtracted = false;
-    NODE **place = &tree->left;
+    if (tree_has_side_effects(last)) return nullptr;
+    NODE *sum = tree->left, *passed[most_terms];
     for (int n = 0; n < most_terms; ++n) {
-        NODE *sum = *place;
         const bool goes_on = (sum->op == OP::PLUS || sum->op == OP::MINUS) &&
                              is_modular_type(sum->type) && sum->type->size() == tree->type->size();
-        NODE **candidate = goes_on ? &sum->right : place;
-        subtracted = goes_on && sum->op == OP::MINUS;
-        NODE *term = *candidate;
-        if (is_product(term, tree) && !tree_is_16x16_mpy(term, loop, ctx) &&
-            !tree_has_side_effects(tree) && align_common_factor(term, last)) {
+        NODE *term = goes_on ? sum->right : sum;
+        const bool fits = is_product(term, tree) && !tree_is_16x16_mpy(term, loop, ctx);
+        const COMMON_FACTOR common =
+            fits ? find_common_factor(term, last) : COMMON_FACTOR{nullptr, nullptr};
+        if (common.in_first && tree_has_side_effects(term)) return nullptr;
+        if (common.in_first) {
+            const bool subtracted = goes_on && sum->op == OP::MINUS;
             const int op = subtracted == (tree->op == OP::MINUS) ? OP::PLUS : OP::MINUS;
-            term->left = maketree(op, term->left, last->left, term->type, tree->scope);
+            put_on_the_right(term, common.in_first);
+            put_on_the_right(last, common.in_second);
+            NODE *both = maketree(op, term->left, last->left, term->type, tree->scope);
             erase_tree(last->right);
             erase_node(last);
+            term->left = simp_node(both, loop, ctx);
+            term = simp_node(term, loop, ctx);
+            if (goes_on) sum->right = term;
+            NODE *rest = goes_on ? simp_node(sum, loop, ctx) : term;
+            for (; n-- > 0; rest = simp_node(passed[n], loop, ctx))
+                passed[n]->left = rest;
             TYPE *type = tree->type;
-            NODE *rest = take_operand(tree);
-            return simp_tree(coerce_to_type(type, rest), loop, ctx);
+            erase_node(tree);
+            return equiv_mtypes(type, rest->type)
+                       ? rest
+                       : simp_node(coerce_to_type(type, rest), loop, ctx);
         }
-        if (!goes_on) return nullptr;
-        place = &sum->left;
+        // What stands between the two comes behind the second one.
+        if (!goes_on || tree_has_side_effects(term)) return nullptr;
+        passed[n] = sum;
+        sum = sum->left;
     }
     return nullptr;
 }
@@ -268,14 +284,17 @@ NODE *float_negation(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 // -(x >> w - 1) of an unsigned shift, which gives 0 or 1, is the shift of x as a signed value.
 NODE *negated_sign_bit(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *shift = tree->left;
-    if (tree->op != OP::UMINUS || !is_op(shift, OP::SRL, tree) || !is_ICON(shift->right))
-        return nullptr;
+    if (tree->op != OP::UMINUS) return nullptr;
+    const bool has_cast = is_op(shift, OP::SCONV, tree);
+    if (has_cast) shift = shift->left;
+    if (!is_op(shift, OP::SRL, tree) || !is_ICON(shift->right)) return nullptr;
     NODE *value = shift->left;
     if (!value->type->is_integer() || value->type->is_signed() || value->type->is_bool() ||
         value->type->size() != tree->type->size() ||
         icon_value(shift->right) != INT65(tree->type->size() - 1))
         return nullptr;
     TYPE *type = tp->mk_signed(value->type->type_qualified())->normalized();
+    if (has_cast) tree->left = take_operand(tree->left);
     shift->left = simp_node(coerce_to_type(type, value), loop, ctx);
     shift->type = type;
     return simp_node(turn_into_cast(tree), loop, ctx);

@@ -19,11 +19,12 @@
 
 namespace {
 struct TERM {
-    NODE *operand;   // as it stands in the sum
-    NODE *tree;      // what is counted: the operand, or what it multiplies
-    INT65 factor;    // of the tree, as a signed value
-    bool subtracted; // the operand is subtracted
-    bool is_whole;   // the operand can be used again
+    NODE *operand;                    // as it stands in the sum
+    NODE *tree;                       // what is counted: the operand, or what it multiplies
+    INT65 factor;                     // of the tree, as a signed value
+    bool subtracted;                  // the operand is subtracted
+    bool is_whole;                    // the operand can be used again
+    std::optional<bool> effects = {}; // whether the tree has side effects, once it was asked
 };
 
 // Operators that one look at a sum goes through; what is below counts as one term.
@@ -53,17 +54,18 @@ private:
     std::vector<NODE *> taken_apart; // nodes that go when the sum is built anew
     INT65 constant;
     int operators = 0;
-    std::optional<bool> effects_known;
     bool constant_first = false;
 
     INT65 truncated(const INT65 &value) const { return sign_extend_by_type_size(value, type); }
 
-    bool has_effects() {
-        if (!effects_known)
-            effects_known = std::any_of(terms.begin(), terms.end(), [](const TERM &term) {
-                return tree_has_side_effects(term.tree);
-            });
-        return *effects_known;
+    // Whether some of the terms from `first` to `last` have side effects.
+    bool has_effects(std::size_t first, std::size_t last) {
+        for (std::size_t n = first; n <= last; ++n) {
+            TERM &term = terms[n];
+            if (!term.effects) term.effects = tree_has_side_effects(term.tree);
+            if (*term.effects) return true;
+        }
+        return false;
     }
 
     // --- taking apart
@@ -160,7 +162,7 @@ private:
     void join_terms() {
         for (std::size_t n = 0; n < terms.size(); ++n)
             for (std::size_t m = n + 1; m < terms.size();) {
-                if (!same_value(terms[n].tree, terms[m].tree) || has_effects()) {
+                if (!same_value(terms[n].tree, terms[m].tree) || has_effects(n, m)) {
                     ++m;
                     continue;
                 }
@@ -169,10 +171,11 @@ private:
                 dropped.push_back(terms[m]);
                 terms.erase(terms.begin() + static_cast<std::ptrdiff_t>(m));
             }
-        const auto counts = [](const TERM &term) { return !term.factor.is_zero(); };
-        if (std::all_of(terms.begin(), terms.end(), counts) || has_effects()) return;
-        std::remove_copy_if(terms.begin(), terms.end(), std::back_inserter(dropped), counts);
-        terms.erase(std::stable_partition(terms.begin(), terms.end(), counts), terms.end());
+        for (std::size_t n = terms.size(); n-- > 0;) {
+            if (!terms[n].factor.is_zero() || has_effects(n, n)) continue;
+            dropped.push_back(terms[n]);
+            terms.erase(terms.begin() + static_cast<std::ptrdiff_t>(n));
+        }
     }
 
     // --- planning
@@ -187,7 +190,7 @@ private:
     bool moves_to(std::size_t place, std::vector<TERM>::iterator term) {
         const auto to = terms.begin() + static_cast<std::ptrdiff_t>(place);
         if (to == term) return true;
-        if (has_effects()) return false;
+        if (has_effects(place, static_cast<std::size_t>(term - terms.begin()))) return false;
         std::rotate(to, term, term + 1);
         return true;
     }

@@ -20,15 +20,16 @@ TEST_F(SimpTest, steps_that_change_nothing) {
 }
 
 TEST_F(SimpTest, steps_have_one_form) {
-    becomes({{"i -= 3", "i += -3"},
-             {"u -= 1u", "u += 4294967295"},
-             {"p -= 1", "p += -2"},
-             {"s += 70000", "s += 4464"},
-             {"i += -j", "i -= j"},
-             {"i -= -j", "i += j"},
-             {"x -= -y", "x += y"},
-             {"a[i] = a[i] + j", "*((int *)&a + (char)i * 2) += j"},
-             {"a[i] = f() + a[i]", "*((int *)&a + (char)i * 2) = f() + *((int *)&a + (char)i * 2)"}});
+    becomes(
+        {{"i -= 3", "i += -3"},
+         {"u -= 1u", "u += 4294967295"},
+         {"p -= 1", "p += -2"},
+         {"s += 70000", "s += 4464"},
+         {"i += -j", "i -= j"},
+         {"i -= -j", "i += j"},
+         {"x -= -y", "x += y"},
+         {"a[i] = a[i] + j", "*((int *)&a + (char)i * 2) += j"},
+         {"a[i] = f() + a[i]", "*((int *)&a + (char)i * 2) = f() + *((int *)&a + (char)i * 2)"}});
     stays({"i = i + 1", "*p = *p + 1", "x += 0.0"});
 }
 
