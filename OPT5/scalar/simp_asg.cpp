@@ -204,12 +204,12 @@ constexpr SIMP_RULE rules_of_assignments[] = {cut_value, fitting_constant, self_
 } // namespace
 
 NODE *simp_opASG(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    NODE *replacement = first_of(rules_of_steps, tree, loop, ctx);
+    NODE *replacement = apply_first(rules_of_steps, tree, loop, ctx);
     return replacement ? replacement : tree;
 }
 
 NODE *simp_ASG(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    NODE *replacement = first_of(rules_of_assignments, tree, loop, ctx);
+    NODE *replacement = apply_first(rules_of_assignments, tree, loop, ctx);
     return replacement ? replacement : tree;
 }
 

@@ -101,7 +101,7 @@ constexpr SIMP_RULE rules_of_UMULT[] = {object_by_its_name, member_by_its_name};
 
 NODE *simp_UMULT(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     if (tree->right) return tree;
-    NODE *replacement = first_of(rules_of_UMULT, tree, loop, ctx);
+    NODE *replacement = apply_first(rules_of_UMULT, tree, loop, ctx);
     return replacement ? replacement : tree;
 }
 

@@ -444,7 +444,7 @@ NODE *turn_into_cast(NODE *tree) {
 }
 
 NODE *with_effects(NODE *effects, NODE *value, LOOP *loop, CONTEXT *ctx) {
-    effects = peel_for_effect(effects);
+    effects = effects_of(effects);
     if (!effects) return value;
     return simp_node(mk_COMMAOP(effects, value), loop, ctx);
 }

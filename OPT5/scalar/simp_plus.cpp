@@ -332,7 +332,7 @@ NODE *simp_negation(NODE *tree, LOOP *loop, CONTEXT *ctx) {
         return tree->op == OP::UMINUS ? float_negation(tree, loop, ctx) : tree;
     if (NODE *sum = rebuilt_sum(tree, loop, ctx)) return simp_node(sum, loop, ctx);
     if (!is_modular_type(tree->type)) return tree;
-    NODE *replacement = tree->op == OP::NOTB ? first_of(rules_of_NOTB, tree, loop, ctx)
+    NODE *replacement = tree->op == OP::NOTB ? apply_first(rules_of_NOTB, tree, loop, ctx)
                                              : negated_sign_bit(tree, loop, ctx);
     return replacement ? replacement : tree;
 }
@@ -370,7 +370,7 @@ NODE *simp_PLUS(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     if (tree->type->is_floating()) return float_sum(tree, loop, ctx);
     if (NODE *sum = rebuilt_sum(tree, loop, ctx)) return simp_node(sum, loop, ctx);
     if (!is_modular_type(tree->type)) return tree;
-    NODE *replacement = first_of(rules_of_sums, tree, loop, ctx);
+    NODE *replacement = apply_first(rules_of_sums, tree, loop, ctx);
     return replacement ? replacement : tree;
 }
 
@@ -378,7 +378,7 @@ NODE *simp_MINUS(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     if (tree->type->is_floating()) return float_sum(tree, loop, ctx);
     if (NODE *sum = rebuilt_sum(tree, loop, ctx)) return simp_node(sum, loop, ctx);
     if (!is_modular_type(tree->type)) return tree;
-    NODE *replacement = first_of(rules_of_sums, tree, loop, ctx);
+    NODE *replacement = apply_first(rules_of_sums, tree, loop, ctx);
     return replacement ? replacement : tree;
 }
 

@@ -207,7 +207,7 @@ NODE *simp_MULT(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     if (tree->type->is_floating()) return float_product(tree, loop, ctx);
     if (!is_modular_type(tree->type)) return tree;
     if (NODE *folded = fold_node(tree, loop, ctx)) return folded;
-    NODE *replacement = is_ICON(tree->right) ? first_of(rules_with_constant, tree, loop, ctx)
-                                             : first_of(rules_of_two, tree, loop, ctx);
+    NODE *replacement = is_ICON(tree->right) ? apply_first(rules_with_constant, tree, loop, ctx)
+                                             : apply_first(rules_of_two, tree, loop, ctx);
     return replacement ? replacement : tree;
 }

@@ -73,5 +73,38 @@ NODE *apply_first(const SIMP_RULE (&rules)[N], NODE *tree, LOOP *loop, CONTEXT *
 NODE *becomes_left(NODE *tree, LOOP *loop, CONTEXT *ctx);
 // The node becomes a constant of its type behind the effects of its operands.
 NODE *becomes_constant(NODE *tree, const INT65 &value, LOOP *loop, CONTEXT *ctx);
+// Erases the node alone and gives its left operand.
+inline NODE *take_operand(NODE *unary) {
+    NODE *operand = unary->left;
+    erase_node(unary);
+    return operand;
+}
 // Folds the node alone: constants, and a neutral constant on the right. Gives what replaces it;
 // null when there is nothing to fold.
+NODE *fold_node(NODE *tree, LOOP *loop, CONTEXT *ctx);
+// Integers, enums and pointers, whose operations wrap: low bits of results follow from low bits of
+// operands. A bool is none, since conversions to it look at all bits.
+bool is_modular_type(const TYPE *type);
+inline bool is_ICON(const NODE *tree) {
+    return tree && tree->op == OP::ICON;
+}
+inline bool is_FCON(const NODE *tree) {
+    return tree && tree->op == OP::FCON;
+}
+// The constant as the value that its type holds.
+inline INT65 icon_value(const NODE *icon) {
+    return truncate_to_type(icon->u.lval, icon->type);
+}
+// The same when it is an operand of a node of this integer or pointer type.
+INT65 constant_as(const NODE *icon, const TYPE *type);
+// The constant in the node's own type, which must be integer, enum or pointer.
+NODE *make_ICON(const INT65 &value, TYPE *type);
+NODE *make_FCON(const simul_fval &value, TYPE *type); // a value of the type
+// The node becomes a cast of its left operand to its type: SCONV, or PCONV where one of both types
+// is a pointer. The right operand, if any, must be gone. Not simplified.
+NODE *turn_into_cast(NODE *tree);
+// What peel_for_effect leaves, as a tower of COMMAOPs that leans left; null when that is nothing.
+NODE *effects_of(NODE *tree);
+// The effects of `effects` and then the value of `value`, as a simplified COMMAOP; `value` alone
+// when there is no effect. Both are taken over.
+NODE *with_effects(NODE *effects, NODE *value, LOOP *loop, CONTEXT *ctx);

@@ -23,39 +23,59 @@ const NODE *stepped_pointer(const NODE *effect, INT65 *constant) {
     return pointer;
 }
 
-// (p = p + C), p - C is p++ by C, or p-- by -C.
-NODE *step_after_use(NODE *tree, LOOP *, CONTEXT *) {
-    NODE *effect = tree->left, *value = tree->right;
+// (p = p + C), p - C is p++ by C, or p-- by -C. Gives the step, and no change otherwise.
+NODE *step_after_use(NODE *effect, NODE *value) {
     INT65 constant = 0;
     const NODE *pointer = stepped_pointer(effect, &constant);
     if (!pointer || value->op != OP::PLUS || !is_ICON(value->right)) return nullptr;
-    if (value->left->op != OP::NAME || value->left->u.name.sym != pointer->u.name.sym ||
+    NODE *name = value->left;
+    if (name->op != OP::NAME || name->u.name.sym != pointer->u.name.sym ||
         !equiv_mtypes(value->type, pointer->type))
         return nullptr;
-    const INT65 back =
-        sign_extend_by_type_size(constant_as(value->right, value->type), value->type);
-    if (truncate_to_type(constant + back, value->type) != INT65(0) || constant.is_zero())
+    const INT65 back = constant_as(value->right, value->type);
+    if (!truncate_to_type(constant + back, value->type).is_zero() || constant.is_zero())
         return nullptr;
-    tree->op = constant.is_negative() ? OP::MINMIN : OP::PLUSPLUS;
-    tree->left = value->left;
-    tree->right = make_ICON(constant.is_negative() ? -constant : constant, tp->int_type());
+    NODE *amount = make_ICON(constant.is_negative() ? -constant : constant, tp->int_type());
+    const int op = constant.is_negative() ? OP::MINMIN : OP::PLUSPLUS;
+    NODE *step = maketree(op, name, amount, value->type, value->scope);
     erase_tree(effect);
     erase_node(value->right);
     erase_node(value);
-    return tree;
+    return step;
 }
 
-// (a, (b, c)) is ((a, b), c).
-NODE *lean_left(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    NODE *inner = tree->right;
-    if (inner->op != OP::COMMAOP) return nullptr;
-    NODE *first = tree->left, *value = inner->right;
-    inner->right = inner->left;
-    inner->left = first;
-    inner->type = inner->right->type;
-    tree->left = inner;
-    tree->right = value;
-    return simp_node(tree, loop, ctx);
+// (a, ((b, c), d)) is (((a, b), c), d): what comes first goes to the bottom of the tower.
+NODE *put_in_front(NODE *tower, NODE *effects) {
+    NODE *bottom = tower;
+    while (bottom->left->op == OP::COMMAOP)
+        bottom = bottom->left;
+    NODE *both = mk_COMMAOP(effects, bottom->left);
+    both->scope = bottom->scope;
+    bottom->left = both;
+    return tower;
+}
+
+NODE *leaning_left(NODE *tree) {
+    if (tree->op != OP::COMMAOP) return tree;
+    tree->left = leaning_left(tree->left);
+    tree->right = leaning_left(tree->right);
+    if (tree->right->op != OP::COMMAOP) return tree;
+    NODE *first = tree->left, *tower = tree->right;
+    erase_node(tree);
+    return put_in_front(tower, first);
+}
+
+// The effects in front, which are in normal form but for the last one, whose value was used.
+NODE *effects_in_front(NODE *tree) {
+    if (tree->op != OP::COMMAOP) return effects_of(tree);
+    NODE *before = tree->left, *last = effects_of(tree->right);
+    if (!last || last->op == OP::COMMAOP) {
+        erase_node(tree);
+        return last ? put_in_front(last, before) : before;
+    }
+    tree->right = last;
+    tree->type = last->type;
+    return tree;
 }
 
 // --- SWITCH
@@ -166,17 +186,28 @@ NODE *part_of_COMPLEX(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 }
 } // namespace
 
-NODE *simp_COMMAOP(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    tree->left = peel_for_effect(tree->left);
-    if (!tree->left) {
-        NODE *value = tree->right;
+NODE *effects_of(NODE *tree) {
+    NODE *effects = peel_for_effect(tree);
+    return effects ? leaning_left(effects) : nullptr;
+}
+
+NODE *simp_COMMAOP(NODE *tree, LOOP *, CONTEXT *) {
+    NODE *effects = effects_in_front(tree->left), *value = tree->right;
+    if (!effects || value->op == OP::COMMAOP) {
         erase_node(tree);
-        return value;
+        return effects ? put_in_front(value, effects) : value;
     }
-    tree->type = tree->right->type;
-    if (NODE *leaning = lean_left(tree, loop, ctx)) return leaning;
-    NODE *step = step_after_use(tree, loop, ctx);
-    return step ? step : tree;
+    NODE *before = effects->op == OP::COMMAOP ? effects->left : nullptr;
+    if (NODE *step = step_after_use(before ? effects->right : effects, value)) {
+        erase_node(tree);
+        if (!before) return step;
+        effects->right = step;
+        effects->type = step->type;
+        return effects;
+    }
+    tree->left = effects;
+    tree->type = value->type;
+    return tree;
 }
 
 NODE *simp_SWITCH(NODE *tree, LOOP *, CONTEXT *) {

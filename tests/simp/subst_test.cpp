@@ -57,8 +57,8 @@ TEST_F(SimpTest, cheaper_forms_of_products) {
         sym->attr &= static_cast<std::uint8_t>(~SA_aliased);
     for (const SIMP_ROW &row : rows) {
         NODE *before = parse(row.before);
-        currfuninfo->bb_list =
-            mkbblock(append_node_to_list(parse(row.before), nullptr), nullptr, currfuninfo);
+        currfuninfo->bb_list = mkbblock(
+            append_node_to_list(fold_constants(parse(row.before)), nullptr), nullptr, currfuninfo);
         unsimplify();
         const NODE *after = currfuninfo->bb_list->statements->first;
         EXPECT_STREQ(stmt2infix(after), row.after);
