@@ -6,13 +6,6 @@
 #include "OPT5/simulfp/simul_fval.h"
 
 namespace {
-const fkMDATA *bitfield_of(const NODE *lvalue) {
-    if ((lvalue->op != OP::STDOT && lvalue->op != OP::STREF) || lvalue->right->op != OP::FIELD)
-        return nullptr;
-    const fkMDATA *member = lvalue->right->u.field.mdata;
-    return member->is_bitfield ? member : nullptr;
-}
-
 // An access may be left out, or made one instead of two.
 bool is_plain_object(const NODE *lvalue) {
     return !tree_has_side_effects(lvalue);
@@ -211,14 +204,4 @@ NODE *simp_opASG(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 NODE *simp_ASG(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *replacement = apply_first(rules_of_assignments, tree, loop, ctx);
     return replacement ? replacement : tree;
-}
-
-NODE *truncate_RHS_for_assignment(const NODE *lhs, NODE *rhs, int n) {
-    const TYPE *target = lhs->type;
-    if (!is_plain_integer(target) || !is_plain_integer(rhs->type)) return rhs;
-    std::uint32_t kept = target->size();
-    if (const fkMDATA *field = bitfield_of(lhs)) kept = field->width;
-    if (n > 0 && static_cast<std::uint32_t>(n) < kept) kept = static_cast<std::uint32_t>(n);
-    if (kept >= rhs->type->size()) return rhs;
-    return prop_mask_into_subtree(rhs, (INT65(1) << INT65(kept)) - 1);
 }
