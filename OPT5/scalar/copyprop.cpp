@@ -76,6 +76,7 @@ private:
     boost::unordered_map<const SYMTAB *, unsigned> numbers; // looked up, never walked
     std::vector<VARIABLE> variables;
     std::vector<COPY> copies;
+    BV_ZONE zone;
     std::vector<SETS> sets;          // by block serial
     std::vector<unsigned> forgotten; // by the statement in work
     long replaced = 0;
@@ -164,7 +165,8 @@ void COPYPROP::solve() {
     sets.resize(currfuninfo->blocks.size());
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
         SETS &block = sets[bb->serial];
-        block = {BITVEC(count), BITVEC(count), BITVEC(count), BITVEC(count)};
+        block = {BITVEC(count, &zone), BITVEC(count, &zone), BITVEC(count, &zone),
+                 BITVEC(count, &zone)};
         find_local_sets(bb, block);
         block.out.set_all();
     }

@@ -14,7 +14,6 @@ void convert_safe_fl_statics_to_auto() {}
 void fast_CP(int, int) { simp_all_trees(); }
 void elim_dead_assigns(bool, bool) {}
 void build_stack_sharing_type() {}
-void expand_bitfields() {}
 void annotate_cfg() {}
 void gcse() {}
 void restructure_loops() {}

@@ -37,6 +37,7 @@ private:
     };
     struct SETS {
         BITVEC used, defined, live_in;
+        unsigned first_web = 0; // the webs with which it begins, in the order of live_in
     };
 
     int number_of(const NODE *name) const;
@@ -47,14 +48,13 @@ private:
     unsigned new_web();
     unsigned find(unsigned web);
     void join(unsigned a, unsigned b) { parents[find(a)] = find(b); }
-    unsigned entry_web(const BBLK *bb, unsigned variable);
     SYMTAB *symbol_of_web(const OCCURRENCE &occurrence);
 
     std::vector<SYMTAB *> variables;
     boost::unordered_map<const SYMTAB *, unsigned> numbers; // looked up, never walked
-    std::vector<SETS> sets;                                 // by block serial
-    std::vector<unsigned> parents;                          // of webs, a union-find forest
-    boost::unordered_map<std::uint64_t, unsigned> entries;  // by block and variable; looked up
+    BV_ZONE zone;
+    std::vector<SETS> sets;                           // by block serial
+    std::vector<unsigned> parents;                    // of webs, a union-find forest
     std::vector<int> current;                         // web by variable, where the walk stands
     std::vector<OCCURRENCE> occurrences;              // in the order of blocks
     std::vector<bool> has_kept;                       // by variable: some web has its symbol
@@ -103,7 +103,7 @@ void WEBS::solve_liveness() {
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
         order.push_back(bb);
         SETS &block = sets[bb->serial];
-        block = {BITVEC(count), BITVEC(count), BITVEC(count)};
+        block = {BITVEC(count, &zone), BITVEC(count, &zone), BITVEC(count, &zone), 0};
         for (LIST *cell = bb->statements; cell; cell = cell->rest) {
             const NODE *defined = defined_by(cell->first);
             for_each_name(cell->first, [&](NODE *&slot, NAME_USE) {
@@ -139,15 +139,6 @@ unsigned WEBS::find(unsigned web) {
     return web;
 }
 
-unsigned WEBS::entry_web(const BBLK *bb, unsigned variable) {
-    const std::uint64_t key = (std::uint64_t{bb->serial} << 32) | variable;
-    const auto found = entries.find(key);
-    if (found != entries.end()) return found->second;
-    const unsigned web = new_web();
-    entries.emplace(key, web);
-    return web;
-}
-
 void WEBS::note(NODE *name, unsigned variable) {
     int &web = current[variable];
     if (web < 0) web = static_cast<int>(new_web()); // read before it is assigned to
@@ -167,18 +158,28 @@ void WEBS::visit_statement(NODE *&stmt) {
 }
 
 void WEBS::leave(const BBLK *bb) {
-    for (const EDGE *edge = bb->successors; edge; edge = edge->next)
-        sets[edge->bb->serial].live_in.for_each([&](unsigned n) {
+    for (const EDGE *edge = bb->successors; edge; edge = edge->next) {
+        const SETS &next = sets[edge->bb->serial];
+        unsigned web = next.first_web;
+        next.live_in.for_each([&](unsigned n) {
             if (current[n] < 0) current[n] = static_cast<int>(new_web());
-            join(static_cast<unsigned>(current[n]), entry_web(edge->bb, n));
+            join(static_cast<unsigned>(current[n]), web++);
         });
+    }
 }
 
 void WEBS::collect() {
+    unsigned webs = 0;
+    for (const BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
+        sets[bb->serial].first_web = webs;
+        webs += sets[bb->serial].live_in.count();
+    }
+    parents.resize(webs);
+    std::iota(parents.begin(), parents.end(), 0u);
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
         std::fill(current.begin(), current.end(), -1);
-        sets[bb->serial].live_in.for_each(
-            [&](unsigned n) { current[n] = static_cast<int>(entry_web(bb, n)); });
+        int web = static_cast<int>(sets[bb->serial].first_web);
+        sets[bb->serial].live_in.for_each([&](unsigned n) { current[n] = web++; });
         for (LIST *cell = bb->statements; cell; cell = cell->rest)
             visit_statement(cell->first);
         leave(bb);

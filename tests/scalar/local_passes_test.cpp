@@ -226,6 +226,49 @@ TEST_F(LocalPasses, StructuresBecomeVariables) {
         "1 (): $O$M5 = s.f; s = _g(); _g($O$M5); goto 2\n2 (1): leave\n");
 }
 
+TEST_F(LocalPasses, ConstantsForFieldsOfOneUnitBecomeOneStore) {
+    TYPE *flags = tp->mk_struct("flags", 64, 32, true);
+    const auto add = [&](unsigned n, TYPE *type, int offset, unsigned width) {
+        fkMDATA one;
+        one.index = n, one.name = n == 1 ? "a" : n == 2 ? "b" : "c", one.type = type;
+        one.offset = offset, one.width = width, one.is_bitfield = true;
+        tp->append_mdata(flags, one);
+    };
+    add(1, int_t, 0, 5), add(2, int_t, 5, 27), add(3, short_t, 32, 4);
+    flags = tp->type_frozen(flags);
+    SYMTAB *h = local("h", flags), *hp = local("hp", tp->mk_ptr(flags)),
+           *hg = global("_h", 2, flags);
+    enter(h), enter(hp);
+    const auto put = [&](NODE *object, int n, int value) {
+        fkMDATA *one = flags->get_csu()->mdata;
+        for (; n > 1; --n)
+            one = one->next;
+        NODE *which = tree(OP::FIELD, one->type);
+        which->u.field = {flags, one};
+        return asg(tree(OP::STDOT, one->type, object, which), icon(value, one->type));
+    };
+    const auto joined = [&](const STATEMENTS &stores) {
+        STATEMENTS all = stores;
+        all.push_back(leave());
+        const std::string text = after(all, [] { expand_bitfields(); });
+        return text.substr(6, text.find("; goto") - 6);
+    };
+    EXPECT_EQ(joined({put(name(h), 1, -1), put(name(h), 2, 3)}), "*(unsigned *)&h = 127");
+    EXPECT_EQ(joined({put(name(h), 1, 1), put(name(h), 2, 3), put(name(h), 1, 2)}),
+              "*(unsigned *)&h = 98"); // the later one counts
+    EXPECT_EQ(joined({put(deref(name(hp)), 1, 0), put(deref(name(hp)), 2, 1)}),
+              "*(unsigned *)hp = 32");
+    EXPECT_EQ(joined({put(name(h), 1, 1), put(name(h), 3, 3)}),
+              "h.a = 1; h.c = 3"); // two units
+    EXPECT_EQ(joined({put(name(h), 1, 1), put(name(h), 1, 3), put(name(h), 1, 2)}),
+              "h.a = 1; h.a = 3; h.a = 2"); // who knows the rest
+    EXPECT_EQ(joined({put(name(hg), 1, 1), put(name(hg), 1, 3), put(name(hg), 1, 2)}),
+              "*(unsigned *)&_h = *(unsigned *)&_h & 4294967264 | 2");
+    EXPECT_EQ(joined({put(name(hg), 1, 0), put(name(hg), 1, 0)}), "*(unsigned *)&_h &= 4294967264");
+    EXPECT_EQ(joined({put(name(hg), 3, 15)}), "_h.c = 15");
+    EXPECT_EQ(joined({put(name(h), 1, 1), put(name(hg), 2, 3)}), "h.a = 1; _h.b = 3");
+}
+
 TEST_F(LocalPasses, MasksFold) {
     const auto mask = [&](int op, NODE *target, int bits) {
         return tree(op, int_t, target, icon(bits));
