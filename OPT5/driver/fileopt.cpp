@@ -5,6 +5,7 @@
 #include "OPT5/driver/register_option.h"
 #include "OPT5/interproc/interproc.h"
 #include "OPT5/rep/bblk.h"
+#include "OPT5/scalar/snmap.h"
 
 #include <memory>
 
@@ -41,4 +42,5 @@ void erase_all() {
 
 void clear_symbol_maps(FUNINFO *funinfo) {
     funinfo->call_sites.clear();
+    erase_symbol_maps(funinfo);
 }

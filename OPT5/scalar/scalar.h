@@ -20,7 +20,14 @@ void identify_fl_statics_safe_for_auto();
 void convert_safe_fl_statics_to_auto();
 
 // --- the steps
-void fast_CP(int level, int mode);
+// Fast copy propagation, at most `rounds` times: again while conditions become constant. With
+// `cleanup`, combine_asgs_to_memory() before it and elim_dead_assigns() behind it.
+void fast_CP(int rounds, int cleanup);
+// Puts constants where the tree, of the statement, reads globals that never change. With `flag` the
+// caller simplifies the tree afterwards; else this does where something has changed.
+NODE *propagate_global_constants(NODE *tree, NODE *stmt, bool flag);
+// The same for a tree that reads a member or an element of a global: the constant, or the tree.
+NODE *prop_constant_for_CSU_member(NODE *tree, NODE *stmt);
 // `delay` moves assignments towards their uses instead; `last` says that no such run follows.
 void elim_dead_assigns(bool delay = false, bool last = true);
 void promote_all_embedded_assignments();
@@ -54,6 +61,8 @@ void remove_unreferenced_autos();
 
 // --- before a function is written
 void combine_asgs_to_memory();
+// Puts adjacent assignments of a statement list together; gives the list, which keeps its first cell.
+LIST *combine_assignments(LIST *list);
 void fold_ANDBASGs();
 void rotate_loops();
 void straighten_traces_in_cfg();
@@ -67,3 +76,4 @@ void add_loop_annotation_from_profile();
 void add_instrumentation_exit_routine_to_atexit();
 
 bool sym_appears_in_EHT(const SYMTAB *sym);
+bool function_calls_setjmp(); // or another routine that returns more than once

@@ -11,8 +11,6 @@ void add_stack_sharing_variable(SYMTAB *) {}
 void seq_trees() {}
 void identify_fl_statics_safe_for_auto() {}
 void convert_safe_fl_statics_to_auto() {}
-void fast_CP(int, int) { simp_all_trees(); }
-void elim_dead_assigns(bool, bool) {}
 void build_stack_sharing_type() {}
 void annotate_cfg() {}
 void gcse() {}
@@ -29,7 +27,6 @@ void elim_dead_subrange_assigns() {}
 void convert_sti_to_cinit() {}
 void lcse() {}
 void propagate_increments() {}
-void combine_asgs_to_memory() {}
 void rotate_loops() {}
 void straighten_traces_in_cfg() {}
 NODE *insert_mandatory_casts(NODE *tree) { return tree; }

@@ -1,0 +1,87 @@
+// What the parts of fast copy propagation share: fcp.cpp drives, fcp_count.cpp counts definitions
+// and uses, fcp_values.cpp says what may be propagated, fcp_subst.cpp substitutes, fcp_exprs.cpp
+// finds expressions that a variable holds already. Private to them and to their tests.
+#pragma once
+
+#include "OPT5/rep/bblk.h"
+#include "OPT5/scalar/snmap.h"
+
+#include <cstdint>
+
+struct FCP_COUNTERS {
+    long replacements = 0;   // in the last round
+    bool changed = false;    // the statement being substituted in
+    unsigned generation = 0; // of the extended block; facts of another one do not hold
+};
+extern FCP_COUNTERS fcp_counters;
+
+// The working fields of a symbol during one round. `modified` and `seen` are statement numbers.
+struct FCP_SYMBOL {
+    std::int16_t defs = -1;      // -1: no candidate
+    bool is_from_prolog = false; // a definition stands in the argument prolog
+    bool is_settled = false;    // its only definition runs once, before all uses that mean anything
+    bool is_resolved = false;   // whether it has one value everywhere is known
+    bool has_value = false;     // it has, and the map of values holds it
+    bool is_in_EHT = false;     // named by a cleanup of the exception table
+    NODE *def = nullptr;        // the single definition
+    NODE *assignment = nullptr; // the last x = y seen, in `generation`
+    unsigned generation = 0;
+    std::uint32_t seen = 0;     // when `assignment` ran
+    std::uint32_t modified = 0; // when the symbol's object may have changed last
+};
+// Made on first use; valid until fcp_forget_symbols().
+FCP_SYMBOL *fcp_symbol(SYMTAB *sym);
+FCP_SYMBOL *fcp_find_symbol(const SYMTAB *sym); // null: nothing is known of it
+void fcp_forget_symbols();
+
+// An automatic variable that nothing but its name reaches.
+bool fcp_is_plain_local(const SYMTAB *sym);
+// The object that an lvalue is or lies in; null when a pointer leads to it.
+NODE *fcp_object_of(NODE *lvalue);
+bool fcp_is_definition(int op); // assignments and steps, to the left operand
+
+// --- fcp_count.cpp
+void fcp_count_function(); // the definition counts and SYMTAB::refcount of the current function
+
+// --- fcp_values.cpp
+bool fcp_is_propagatable(const NODE *value);
+// The value that the assignment gives to its target, behind a chain of assignments.
+NODE *fcp_assigned_value(NODE *asg);
+// A copy of the value as the variable holds it; null when that takes more than a constant.
+NODE *fcp_value_in_variable(const SYMTAB *sym, const NODE *value);
+// The constant that an lvalue within an immutable global has, of the lvalue's type; null when it is
+// not known. The caller owns it.
+NODE *fcp_global_constant(const NODE *lvalue);
+void fcp_forget_initialisers(); // what is kept of them between two questions
+
+// --- fcp_subst.cpp
+void fcp_begin_substitution(); // in the current function
+// Substitutes in the statement, simplifies it if that changed it, and learns from it. Gives the
+// statement in its place; null when nothing of it must run.
+NODE *fcp_substitute(NODE *stmt, bool is_prolog);
+
+// Takes the new tree, which has the same value, in place of the old one, counts and reports it.
+void fcp_take_place(NODE *&link, NODE *value, const char *routine);
+
+// --- fcp_exprs.cpp: expressions whose value a variable holds
+class FCP_EXPRS {
+public:
+    void reset(unsigned statements); // of the function
+    // The variable is assigned the tree, which stays where it is until the end of the round.
+    void learn(SYMTAB *sym, NODE *value, std::uint32_t now);
+    // Puts variables where the statement computes what they hold.
+    void replace(NODE *stmt);
+
+private:
+    struct ENTRY {
+        SYMTAB *sym = nullptr;
+        NODE *value = nullptr;
+        unsigned generation = 0;
+        std::uint32_t seen = 0;
+    };
+    NODE *variable_for(const NODE *tree) const; // null: none is known
+    void replace_below(NODE *&link);
+
+    std::vector<ENTRY> table; // by number; a later expression takes the place of an earlier one
+    unsigned generation = 0;  // in which the last entry was made
+};

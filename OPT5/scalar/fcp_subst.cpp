@@ -1,0 +1,291 @@
+// Fast copy propagation: substitution in one statement after the other.
+//
+// What a statement changes is noted before its own reads are looked at, but for what its root does
+// last, which is noted behind them. So a fact that stands up to the notes holds throughout the
+// statement, whichever of its parts runs first. Facts are not forgotten one by one: each bears the
+// number of the statement that it comes from, each object the number of the one that may have
+// changed it last.
+#include "OPT5/driver/log.h"
+#include "OPT5/rep/type_pkg.h"
+#include "OPT5/scalar/fcp.h"
+#include "OPT5/scalar/fcp_memory.h"
+#include "OPT5/scalar/scalar.h"
+
+FCP_COUNTERS fcp_counters;
+FCP_MEMORY fcp_memory;
+
+namespace {
+FCP_EXPRS expressions;
+bool has_setjmp;
+constexpr std::size_t longest_text = 2000; // of a tree in the log
+
+void count_names(const NODE *tree, int step) {
+    for (; tree; tree = tree->right) {
+        if (tree->op == OP::NAME && tree->u.name.sym->level > 0)
+            tree->u.name.sym->refcount += static_cast<std::uint32_t>(step);
+        count_names(tree->left, step);
+    }
+}
+
+// --- what is known of a variable
+
+// The value that the last assignment in this extended block gave it, if it still holds.
+const NODE *local_value(const FCP_SYMBOL &fields) {
+    if (!fields.assignment || fields.generation != fcp_counters.generation ||
+        fields.modified > fields.seen)
+        return nullptr;
+    const NODE *value = fcp_assigned_value(fields.assignment);
+    if (value->op != OP::NAME) return value;
+    const FCP_SYMBOL *of = fcp_find_symbol(value->u.name.sym);
+    return of && of->modified <= fields.seen ? value : nullptr;
+}
+
+const NODE *known_value(const SYMTAB *sym) {
+    const FCP_SYMBOL *fields = fcp_find_symbol(sym);
+    if (!fields || !fcp_is_plain_local(sym)) return nullptr;
+    if (sym->type->is_ptr() && (sym->type->qual_kind(false) & TQ_restrict)) return nullptr;
+    if (fields->has_value) return symbol_maps(currfuninfo, true)->values.value(sym, false);
+    return local_value(*fields);
+}
+
+void fcpNAME(NODE *&link) {
+    NODE *name = link;
+    SYMTAB *sym = name->u.name.sym;
+    if (!sym || !sym->type->is_scalar() || node_is_volatile_access(name)) return;
+    if (sym->type->is_const()) fix_type_info(name);
+    NODE *value = nullptr;
+    if (sym->level == 0)
+        value = fcp_global_constant(name);
+    else if (const NODE *known = known_value(sym))
+        value = fcp_value_in_variable(sym, known);
+    if (!value) return;
+    fcp_take_place(link, value, "fcpNAME");
+    if (sym->level == 0 && print_debug) dprintf("\t\t(%s is a GLOBAL variable)\n", sym->name);
+}
+
+// --- walks
+
+void substitute_in_lvalue(NODE *lvalue);
+
+// A pointer to a known function as what is called.
+void substitute_in_callee(NODE *&link) {
+    const NODE *known = link->op == OP::NAME ? known_value(link->u.name.sym) : nullptr;
+    if (!known || known->op != OP::UAND || !known->left->type->is_func() ||
+        !equiv_mtypes(known->type, link->type))
+        return;
+    fcpNAME(link);
+}
+
+void substitute(NODE *&link) {
+    NODE *tree = link;
+    if (!tree) return;
+    switch (tree->op) {
+    case OP::NAME: fcpNAME(link); return;
+    case OP::UAND:
+    case OP::ARGREF: substitute_in_lvalue(tree->left); return;
+    case OP::STDOT:
+    case OP::UMULT:
+    case OP::STREF:
+        link = prop_constant_for_CSU_member(tree, nullptr);
+        if (link == tree) substitute_in_lvalue(tree);
+        return;
+    case OP::STFIELD:
+    case OP::VFIELD:
+    case OP::REAL:
+    case OP::IMAG:
+    case OP::SIMDHI:
+    case OP::SIMDLO:
+    case OP::DDNODE: substitute_in_lvalue(tree); return;
+    case OP::IF:
+    case OP::SWITCH: substitute(tree->left); return;
+    case OP::RETURN: substitute(tree->right); return;
+    case OP::URETURN:
+    case OP::BRANCH:
+    case OP::SSA_PHI:
+    case OP::SSA_USE:
+    case OP::SSA_DEF:
+    case OP::SSA_MU:
+    case OP::SSA_CHI:
+    case OP::CSE_DUPE:
+    case OP::CSE_ORIG: return;
+    case OP::CALL:
+    case OP::UCALL:
+        if (!get_callee_for_call(tree)) {
+            substitute_in_callee(tree->left);
+            if (tree->left->op != OP::NAME) substitute(tree->left);
+        }
+        break;
+    default:
+        if (fcp_is_definition(tree->op))
+            substitute_in_lvalue(tree->left);
+        else
+            substitute(tree->left);
+    }
+    substitute(tree->right);
+}
+
+// The object itself stays; what its address is computed from is read.
+void substitute_in_lvalue(NODE *lvalue) {
+    while (lvalue->op != OP::NAME && fcp_is_part(lvalue->op))
+        lvalue = lvalue->left;
+    switch (lvalue->op) {
+    case OP::NAME: return;
+    case OP::COMMAOP:
+        substitute(lvalue->left);
+        substitute_in_lvalue(lvalue->right);
+        return;
+    case OP::UMULT:
+    case OP::STREF:
+        substitute(lvalue->left);
+        if (lvalue->right && lvalue->right->op != OP::FIELD) substitute(lvalue->right);
+        return;
+    case OP::QUEST: return; // of two objects
+    default: substitute(lvalue->left); substitute(lvalue->right);
+    }
+}
+
+// --- statements
+
+bool assigns_unread_variable(const NODE *stmt) {
+    if (!fcp_is_definition(stmt->op) || stmt->op == OP::SSA_DEF || stmt->left->op != OP::NAME ||
+        node_is_volatile_access(stmt->left))
+        return false;
+    const SYMTAB *sym = stmt->left->u.name.sym;
+    const FCP_SYMBOL *fields = fcp_find_symbol(sym);
+    return fields && sym->refcount == 0 && !fields->is_in_EHT && fcp_is_plain_local(sym);
+}
+
+NODE *effects_of_source(NODE *stmt) {
+    NODE *source = stmt->right;
+    erase_tree(stmt->left);
+    erase_node(stmt);
+    return peel_for_effect(source);
+}
+
+// x op= y of a known x as x = x op y, whose value may be known then.
+NODE *open_compound(NODE *stmt) {
+    if (stmt->left->op != OP::NAME || stmt->op == OP::ASG) return stmt;
+    SYMTAB *sym = stmt->left->u.name.sym;
+    const NODE *known = known_value(sym);
+    if (!known || (known->op != OP::ICON && known->op != OP::FCON)) return stmt;
+    if (stmt->op == OP::PLUSPLUS) stmt->op = OP::PLUSASG; // the value is not used
+    if (stmt->op == OP::MINMIN) stmt->op = OP::MINUSASG;
+    if (op_of_opASG[stmt->op] == OP::ILLOP) return stmt;
+    stmt = opASG_to_ASG(stmt);
+    if (stmt->op == OP::ASG) ++sym->refcount;
+    return stmt;
+}
+
+bool may_remember(const NODE *value, const SYMTAB *target) {
+    if (fcp_is_propagatable(value)) return true;
+    if (value->op != OP::NAME || value->u.name.sym == target) return false;
+    const SYMTAB *sym = value->u.name.sym;
+    return fcp_is_plain_local(sym) && !node_is_volatile_access(value) && sym->type->is_scalar() &&
+           equiv_mtypes(sym->type, target->type) && equiv_mtypes(value->type, target->type);
+}
+
+void learn_from(NODE *stmt) {
+    if (stmt->op != OP::ASG || stmt->left->op != OP::NAME) return;
+    SYMTAB *sym = stmt->left->u.name.sym;
+    if (!fcp_is_plain_local(sym) || !sym->type->is_scalar() || node_is_volatile_access(stmt->left))
+        return;
+    FCP_SYMBOL *fields = fcp_symbol(sym);
+    NODE *value = fcp_assigned_value(stmt);
+    if (may_remember(value, sym)) {
+        fields->assignment = stmt;
+        fields->generation = fcp_counters.generation;
+        fields->seen = fcp_memory.now;
+    } else if (value == stmt->right) {
+        expressions.learn(sym, value, fcp_memory.now);
+    }
+}
+
+// What the root does when all its operands have been evaluated.
+struct LAST_EFFECTS {
+    NODE *store = nullptr, *call = nullptr;
+};
+
+bool is_call(int op) {
+    return op == OP::CALL || op == OP::UCALL;
+}
+
+LAST_EFFECTS last_effects(NODE *stmt) {
+    LAST_EFFECTS last;
+    if (is_call(stmt->op)) last.call = stmt;
+    if (stmt->op == OP::RETURN && is_call(stmt->right->op)) last.call = stmt->right;
+    if (!fcp_is_definition(stmt->op)) return last;
+    last.store = stmt;
+    // A target that is computed or read before the call would run before it, too.
+    if (is_call(stmt->right->op) && stmt->op == OP::ASG) last.call = stmt->right;
+    return last;
+}
+} // namespace
+
+void fcp_take_place(NODE *&link, NODE *value, const char *routine) {
+    ++fcp_counters.replacements;
+    fcp_counters.changed = true;
+    if (print_debug) {
+        const std::string was = infix_text(link, longest_text),
+                          is = infix_text(value, longest_text);
+        dprintf("\n\t(%ld) %s() is replacing %s with %s\n", fcp_counters.replacements, routine,
+                was.c_str(), is.c_str());
+    }
+    count_names(link, -1);
+    count_names(value, 1);
+    value = coerce_to_type(link->type, value);
+    value->scope = link->scope;
+    erase_tree(link);
+    link = value;
+}
+
+void fcp_begin_substitution() {
+    fcp_counters.replacements = 0;
+    ++fcp_counters.generation;
+    fcp_memory = FCP_MEMORY();
+    has_setjmp = function_calls_setjmp();
+    unsigned statements = 0;
+    for (const BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
+        for (const LIST *cell = bb->statements; cell; cell = cell->rest)
+            ++statements;
+    expressions.reset(statements);
+}
+
+NODE *fcp_substitute(NODE *stmt, bool is_prolog) {
+    fcp_counters.changed = false;
+    ++fcp_memory.now;
+    if (is_prolog) {
+        fcp_memory.note_effects(stmt, nullptr, nullptr);
+        return stmt;
+    }
+    if (assigns_unread_variable(stmt)) {
+        fcp_counters.changed = true;
+        stmt = effects_of_source(stmt);
+        if (!stmt) return nullptr;
+    }
+    const bool has_call = has_setjmp && count_calls_in_tree(stmt) > 0;
+    if (has_call) ++fcp_counters.generation;
+    const LAST_EFFECTS last = last_effects(stmt);
+    fcp_memory.note_effects(stmt, last.store, last.call);
+    if (last.store) stmt = open_compound(stmt);
+    substitute(stmt);
+    expressions.replace(stmt);
+    ++fcp_memory.now;
+    if (last.call) fcp_memory.note_call();
+    if (last.store) fcp_memory.note_store(stmt->left);
+    if (fcp_counters.changed) stmt = peel_for_effect(simp_tree(stmt));
+    if (has_call)
+        ++fcp_counters.generation;
+    else if (stmt)
+        learn_from(stmt);
+    return stmt;
+}
+
+// --- for other passes
+
+NODE *prop_constant_for_CSU_member(NODE *tree, NODE *) {
+    if (tree->op != OP::STDOT && tree->op != OP::STREF && tree->op != OP::UMULT) return tree;
+    NODE *value = fcp_global_constant(tree);
+    if (!value) return tree;
+    fcp_take_place(tree, value, "propagate_global_constants");
+    return tree;
+}

@@ -1,0 +1,301 @@
+// Fast copy propagation: small functions before and after, run both times; then random ones.
+#include "tests/scalar/function_machine.h"
+
+#include <gmock/gmock.h>
+
+#include <random>
+
+namespace {
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class FastCP : public ScalarPassTest {
+protected:
+    std::string once(const STATEMENTS &statements) {
+        return after(statements, [] { fast_CP(1, 0); });
+    }
+};
+
+TEST_F(FastCP, OneDefinitionIsOneValue) {
+    EXPECT_EQ(once({set(i, 3), print(i), ret(name(i))}), "1 (): _g(3); return 3\n");
+    // Also where it is read before it is set, which means nothing: the condition decides.
+    EXPECT_THAT(once({set(j, 0), def(1), print(j), set(i, 3), asg(name(j), plus(j, 1)),
+                      unless_tree(op(OP::GT, name(j), name(i)), 1), leave()}),
+                AllOf(HasSubstr("> 3"), Not(HasSubstr("i ="))));
+    // Values go through variables, and end as the variable's type has them.
+    EXPECT_EQ(once({set(i, 70000), set_to(w, tree(OP::SCONV, short_t, name(i))), copy(j, i),
+                    print(j), ret(name(w))}),
+              "1 (): _g(70000); return 4464\n");
+}
+
+TEST_F(FastCP, WhatChangesIsNoValue) {
+    // i is set twice; k takes what it was at the time.
+    EXPECT_EQ(once({set(i, 1), def(1), copy(k, i), asg(name(i), plus(i, 1)), print(k),
+                    unless_tree(op(OP::GT, name(i), icon(4)), 1), ret(name(k))}),
+              "1 (): i = 1; goto 2\n2 (1 2): k = i; i = i + 1; _g(k); if i > 4 3 else 2\n"
+              "3 (2): return k\n");
+    // A constant of a loop's body is another one each time round.
+    SYMTAB *c = local("c", const_int);
+    enter(c);
+    EXPECT_THAT(once({set(i, 0), set(k, 0), def(1), asg(name(c), plus(i, 5)), print(k), copy(j, c),
+                      print(j), copy(k, j), asg(name(i), plus(i, 1)),
+                      unless_tree(op(OP::GT, name(i), icon(4)), 1), leave()}),
+                HasSubstr("_g(k)"));
+    EXPECT_THAT(log(), Not(HasSubstr("Globally constant assignment: j")));
+}
+
+TEST_F(FastCP, ParametersThatKeepTheirValueBecomeConst) {
+    EXPECT_EQ(once({prolog(), copy(i, body_parm), def(1), print(i), unless(G, 1), leave()}),
+              "1 (): n = n; goto 2\n2 (1 2): _g(n); if _G 3 else 2\n3 (2): leave\n");
+    EXPECT_TRUE(body_parm->type->is_const());
+    EXPECT_THAT(log(), HasSubstr("\n\tArgument variable is not re-assigned: n\n"));
+    body_parm->type = int_t;
+    EXPECT_THAT(once({prolog(), copy(i, body_parm), asg(name(body_parm), icon(1)), print(i),
+                      print(body_parm), leave()}),
+                HasSubstr("_g(i); _g(1)"));
+    EXPECT_FALSE(body_parm->type->is_const());
+}
+
+TEST_F(FastCP, StraightLinesRememberTheLastAssignment) {
+    const struct {
+        const char *title;
+        STATEMENTS statements;
+        const char *expected;
+    } cases[] = {
+        {"values one after the other",
+         {set(i, 1), print(i), set(i, 2), print(i), copy(j, G), ret(name(i))},
+         "1 (): _g(1); _g(2); return 2\n"},
+        {"copies, until the source changes",
+         {copy(i, G), copy(i, H), copy(j, i), print(j), asg(name(i), plus(i, 1)), print(j),
+          print(i), leave()},
+         "1 (): i = _H; j = i; _g(i); i = i + 1; _g(j); _g(i); leave\n"},
+        {"a step on a constant", // folded where there is a simplifier for it
+         {set(i, 5), tree(OP::PLUSASG, int_t, name(i), icon(2)), print(i), set(i, 1), ret(name(i))},
+         "1 (): _g(7); return 1\n"},
+        {"expressions that a variable holds",
+         {copy(i, G), copy(j, H), set_to(k, plus(name(i), name(j))), print(plus(name(j), name(i))),
+          asg(name(i), icon(2)), print(plus(name(j), name(i))), print(k), leave()},
+         "1 (): i = _G; j = _H; k = i + j; _g(k); _g(j + 2); _g(k); leave\n"},
+        {"loads, until a store or a call",
+         {set_to(i, at(p)), set_to(j, at(p)), asg(at(q), icon(1)), set_to(k, at(p)),
+          set_to(H, at(p)), print(at(p)), set_to(G, at(p)), ret(plus(name(i), name(j)))},
+         "1 (): i = *p; j = i; *q = 1; k = *p; _H = k; _g(*p); _G = *p; return i + i\n"},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.title);
+        EXPECT_EQ(once(one.statements), one.expected);
+    }
+}
+
+TEST_F(FastCP, ARoundMoreWhenAConditionFolds) {
+    const auto statements = [this]() -> STATEMENTS {
+        return {set(i, 0), unless(i, 1), set(j, 1), jump(2), def(1),
+                set(j, 2), def(2),       print(j),  leave()};
+    };
+    EXPECT_EQ(after(statements(), [] { fast_CP(4, 0); }), "1 (): _g(2); leave\n");
+    EXPECT_EQ(after(statements(), [] { fast_CP(1, 0); }), "1 (): _g(2); leave\n")
+        << "the one block that is left knows j from its last assignment";
+    log();
+    build(statements());
+    fast_CP(1, 0);
+    const std::string text = log();
+    EXPECT_EQ(text.find("ENTERING 'fast_CP'"), text.rfind("ENTERING 'fast_CP'"));
+    EXPECT_THAT(text, HasSubstr("\n\t(1) fcpNAME() is replacing i with 0\n"));
+    EXPECT_THAT(text, HasSubstr("SYMBOL/NODE MAP INFORMATION FOR f()\n"));
+}
+
+TEST_F(FastCP, NoRoundsStillCleanUp) {
+    EXPECT_EQ(after({set(i, 3), copy(j, i), ret(icon(1))}, [] { fast_CP(0, 1); }),
+              "1 (): return 1\n");
+    EXPECT_EQ(after({set(i, 3), ret(name(i))}, [] { fast_CP(0, 1); }), "1 (): i = 3; return i\n");
+}
+
+TEST_F(FastCP, TrapsForTheUnwary) {
+    // An address is out: the call may change i.
+    EXPECT_THAT(once({set(i, 3), set_to(p, address(name(i))), print(name(p)), ret(name(i))}),
+                HasSubstr("return i"));
+    // Volatile variables are read as often as the program says.
+    EXPECT_EQ(once({set(vol, 3), print(vol), ret(name(vol))}),
+              "1 (): vol = 3; _g(vol); return vol\n");
+    // A restrict pointer is not its initializer.
+    SYMTAB *r = local("r", tp->mk_qual(int_p, TQ_restrict));
+    enter(r);
+    EXPECT_THAT(once({set_to(r, address(element(T, icon(1)))),
+                      asg(tree(OP::UMULT, int_t, name(r)), icon(4)), leave()}),
+                HasSubstr("*r = 4"));
+    // What a statement assigns below its root counts before and behind.
+    EXPECT_EQ(
+        once({set(i, 1), print(plus(asg(name(i), icon(2)), name(i))), set(i, 3), ret(name(i))}),
+        "1 (): i = 1; _g((i = 2) + i); return 3\n");
+    // The step gives the old value.
+    EXPECT_EQ(once({set(i, 1), print(tree(OP::PLUSPLUS, int_t, name(i), icon(1))), ret(name(i))}),
+              "1 (): i = 1; _g(i++); return i\n");
+    // Part of a variable is assigned to by the union next to it: nothing is known of structures.
+    EXPECT_THAT(once({asg(dot(s), icon(1)), asg(tree(OP::UMULT, int_t, address(dot(s))), icon(2)),
+                      ret(dot(s))}),
+                HasSubstr("return s.f"));
+}
+
+TEST_F(FastCP, HandlersBeginWithNothing) {
+    currfuninfo->eht = new EHT_ENTRY[2];
+    currfuninfo->eht_size = 2;
+    I_CATCH_ENTRY clause;
+    clause.lbl = mklabel(1, nullptr, nullptr);
+    currfuninfo->eht[1].catches.push_back(clause);
+    build(
+        {copy(i, G), set(i, 2), print(G), set(i, 3), print(i), leave(), def(1), print(i), leave()});
+    fast_CP(1, 1);
+    // The call may lead to the handler, which reads i.
+    EXPECT_THAT(graph(), HasSubstr("i = 2; _g(_G); i = 3; _g(3)"));
+    EXPECT_THAT(graph(), HasSubstr("_g(i)"));
+    expect_valid();
+}
+
+TEST_F(FastCP, VariablesOutliveLongJumps) {
+    SYMTAB *setjmp = global("_setjmp", 5, function_type);
+    build({copy(i, G), set_to(k, plus(name(i), name(i))), print(call(setjmp, {})),
+           print(plus(name(i), name(i))), asg(name(i), icon(5)), print(k), print(i), leave()});
+    fast_CP(1, 1);
+    // The second time i has changed, and k has not.
+    EXPECT_THAT(graph(), AllOf(HasSubstr("k = i + i"), HasSubstr("_g(i + i)"), HasSubstr("_g(k)")));
+}
+
+TEST_F(FastCP, ConstantsOfTheFile) {
+    SYMTAB *c = constant("_c", int_t, {icon(42)});
+    SYMTAB *table = constant("_table", array_t, {icon(10), icon(11), tree(OP::ENDINIT, int_t)});
+    SYMTAB *both = constant("_both", struct_t, {icon(5)});
+    SYMTAB *moving = constant("_moving", tp->mk_qual(int_t, TQ_volatile), {icon(1)});
+    SYMTAB *elsewhere = file_variable("_elsewhere", 5, const_int);
+    STATEMENTS statements;
+    for (NODE *value :
+         {name(c), element(table, icon(1)), element(table, icon(3)), element(table, icon(4)),
+          element(table, name(G)), dot(both), name(moving), name(elsewhere)})
+        statements.push_back(print(value));
+    statements.push_back(leave());
+    build(statements);
+    fast_CP(1, 0);
+    const std::string text = graph();
+    EXPECT_THAT(text, HasSubstr("_g(42); _g(11); _g(0); _g("));
+    for (const char *kept : {"_table", "_g(5); _g(_moving); _g(_elsewhere); leave"})
+        EXPECT_THAT(text, HasSubstr(kept));
+    EXPECT_THAT(log(), HasSubstr("\t\t(_c is a GLOBAL variable)\n"));
+    NODE *read = propagate_global_constants(plus(name(c), element(table, icon(0))), nullptr, true);
+    EXPECT_STREQ(stmt2infix(read), "42 + 10");
+    EXPECT_THAT(log(), HasSubstr(") propagate_global_constants() is replacing "));
+}
+
+TEST_F(FastCP, UnusedVariablesLeaveTheList) {
+    build({print(j), leave()});
+    fast_CP(1, 0);
+    EXPECT_FALSE(is_listed(i));
+    EXPECT_TRUE(is_listed(j));
+    EXPECT_TRUE(is_listed(parm));
+    EXPECT_THAT(log(), AllOf(HasSubstr("\tNo references in the function for 'i'\n"),
+                             HasSubstr("\n\tVariable is used but never assigned: j\n")));
+}
+
+TEST_F(FastCP, TheMapKeepsCopies) {
+    SNMAP map;
+    map.set_value(i, nullptr);
+    EXPECT_FALSE(map.has_content());
+    SNMAP::print(nullptr, "f");
+    SNMAP::print(&map, "f");
+    NODE *value = plus(j, 1);
+    map.set_value(i, value);
+    map.set_value(i, icon(9));
+    EXPECT_EQ(map.value(j, false), nullptr);
+    NODE *own = map.value(i, true);
+    EXPECT_NE(own, map.value(i, false));
+    EXPECT_STREQ(stmt2infix(own), "9");
+    SNMAP::print(&map, "f");
+    EXPECT_EQ(log(), "SYMBOL/NODE MAP INFORMATION FOR f()\n\t<<NULL SNMAP>>\n"
+                     "SYMBOL/NODE MAP INFORMATION FOR f()\n\t<<EMPTY SNMAP>>\n"
+                     "SYMBOL/NODE MAP INFORMATION FOR f()\n\ti --> 9\n");
+    map.remove(i);
+    EXPECT_FALSE(map.has_content());
+    fileinfo->funinfo = nullptr;
+    map.set_value(i, value);
+    EXPECT_FALSE(map.has_content()) << "no file is being worked on";
+    EXPECT_EXIT(map.set_value(nullptr, value), ::testing::ExitedWithCode(1), "");
+}
+
+// Random functions of assignments, steps, stores, calls and branches do the same afterwards.
+class RandomFunctions : public ScalarPassTest {
+protected:
+    unsigned below(unsigned n) { return static_cast<unsigned>(random() % n); }
+    SYMTAB *variable() {
+        SYMTAB *all[] = {i, j, k, body_parm, G, H};
+        return all[below(6)];
+    }
+    NODE *value(int depth) {
+        constexpr int ops[] = {OP::PLUS, OP::MINUS, OP::MULT, OP::ANDB, OP::XORB};
+        switch (below(depth > 0 ? 12 : 3)) {
+        case 0: return icon(static_cast<int>(below(5)));
+        case 1:
+        case 2: return name(variable());
+        case 3: return element(T, icon(static_cast<int>(below(4))));
+        case 4: return asg(name(variable()), value(depth - 1));
+        case 5: return tree(OP::PLUSPLUS, int_t, name(variable()), icon(1));
+        case 6: return print(value(depth - 1));
+        case 7: return tree(OP::SCONV, int_t, tree(OP::SCONV, short_t, value(depth - 1)));
+        case 8:
+            return tree(OP::QUEST, int_t, value(depth - 1),
+                        tree(OP::COLON, int_t, value(depth - 1), value(depth - 1)));
+        default: return tree(ops[below(5)], int_t, value(depth - 1), value(depth - 1));
+        }
+    }
+    NODE *statement() {
+        switch (below(8)) {
+        case 0: return print(value(2));
+        case 1: return asg(element(T, icon(static_cast<int>(below(4)))), value(2));
+        case 2: return tree(OP::PLUSASG, int_t, name(variable()), value(1));
+        case 3: return tree(OP::PLUSPLUS, int_t, name(variable()), icon(1));
+        case 4: return copy(variable(), variable());
+        default: return set_to(variable(), value(2));
+        }
+    }
+    void build_one() {
+        STATEMENTS statements = {prolog()};
+        for (SYMTAB *sym : {i, j, k})
+            statements.push_back(set(sym, static_cast<int>(below(9))));
+        const int labels = 1 + static_cast<int>(below(4));
+        for (int n = 1; n <= labels; ++n) {
+            for (unsigned count = below(6); count > 0; --count)
+                statements.push_back(statement());
+            if (below(2))
+                statements.push_back(unless_tree(
+                    value(1), 1 + static_cast<int>(below(static_cast<unsigned>(labels)))));
+            statements.push_back(def(n));
+        }
+        for (unsigned count = 1 + below(4); count > 0; --count)
+            statements.push_back(statement());
+        statements.push_back(ret(value(1)));
+        build(statements);
+    }
+    std::mt19937 random;
+};
+
+TEST_F(RandomFunctions, DoTheSameAfterwards) {
+    int finished = 0;
+    for (unsigned seed = 1; seed <= 3000; ++seed) {
+        random.seed(seed);
+        body_parm->type = int_t;
+        build_one();
+        const std::string before = run(), was = graph();
+        if (before == "runs on" || before == "trapped") continue;
+        ++finished;
+        switch (seed % 4) {
+        case 0: fast_CP(4, 0); break;
+        case 1: fast_CP(4, 1); break;
+        case 2: elim_dead_assigns(false, true); break;
+        default: elim_dead_assigns(true, true); break;
+        }
+        ASSERT_EQ(run(), before) << "seed " << seed << "\n" << was << "became\n" << graph();
+        ASSERT_EQ(validate_stmts() + validate_cfg(), 0) << "seed " << seed << log();
+        log();
+        for (SYMTAB *sym : {i, j, k, body_parm})
+            if (!is_listed(sym)) enter(sym);
+    }
+    EXPECT_GT(finished, 1500);
+}
+} // namespace
