@@ -239,10 +239,10 @@ bool volatility_keeps_apart(const NODE *a, const NODE *b, bool *alias) {
     return *alias || !compatible_types(a->type, b->type);
 }
 
-bool may_alias(const NODE *a, const NODE *b, QUESTION question) {
+// The lvalues, and where they lie.
+bool may_alias(const NODE *a, const MEMREF &x, const NODE *b, const MEMREF &y, QUESTION question) {
     bool alias = false;
     if (volatility_keeps_apart(a, b, &alias)) return alias;
-    const MEMREF x = resolve_lvalue(a), y = resolve_lvalue(b);
     if (is_unknown(x) || is_unknown(y)) return true;
     if (!targets_may_overlap(x, y)) return false;
     if (x.object && y.object) return question.takes_neighbours || ranges_overlap(x, y);
@@ -258,6 +258,10 @@ bool may_alias(const NODE *a, const NODE *b, QUESTION question) {
     }
     if (are_apart_by_restriction(x, y) || are_apart_by_assertion(x.root, y.root)) return false;
     return !question.has_types || !types_keep_apart(x, y, question.is_load_behind_store);
+}
+
+bool may_alias(const NODE *a, const NODE *b, QUESTION question) {
+    return may_alias(a, resolve_lvalue(a), b, resolve_lvalue(b), question);
 }
 } // namespace
 
@@ -290,6 +294,11 @@ bool places_may_be_shared(const NODE *a, const NODE *b) {
 
 bool store_may_reach_load(const NODE *store, const NODE *load, LOOP *) {
     return may_alias(store, load, {.is_load_behind_store = true});
+}
+
+bool store_may_reach_load(const NODE *store, const MEMREF &to, const NODE *load,
+                          const MEMREF &from) {
+    return may_alias(store, to, load, from, {.is_load_behind_store = true});
 }
 
 bool unaliased_by_restriction(const NODE *a, const NODE *b, LOOP *) {

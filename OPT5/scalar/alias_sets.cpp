@@ -159,13 +159,16 @@ Triple_Alias_Table::Triple_Alias_Table(NODE **triples, int count) {
             rows[names[k]].add(names[m]);
             rows[names[m]].add(names[k]);
         }
+    std::vector<MEMREF> places;
+    for (const unsigned n : memory)
+        places.push_back(resolve_lvalue(triples[n]));
     for (std::size_t k = 0; k < memory.size(); ++k) {
         const unsigned low = memory[k];
         for (std::size_t m = k + 1; m < memory.size(); ++m) {
             const unsigned high = memory[m];
             const NODE *a = triples[low], *b = triples[high];
-            const bool there = store_may_reach_load(a, b, nullptr);
-            const bool back = store_may_reach_load(b, a, nullptr);
+            const bool there = store_may_reach_load(a, places[k], b, places[m]);
+            const bool back = store_may_reach_load(b, places[m], a, places[k]);
             if (there) rows[low].add(high);
             if (back) rows[high].add(low);
             log_pair(a, b, there, back);

@@ -36,6 +36,9 @@ bool some_pointer_leads_to(const SYMTAB *sym);
 const NODE *whole_object(const NODE *lvalue);
 // As lvalues_may_be_aliased_for_SIMD, whatever the types.
 bool places_may_be_shared(const NODE *a, const NODE *b);
+// The question of alias.h for lvalues that are resolved already.
+bool store_may_reach_load(const NODE *store, const MEMREF &to, const NODE *load,
+                          const MEMREF &from);
 
 // How a call may come to a variable that it assigns to.
 struct CALL_REACH {
