@@ -417,8 +417,8 @@ NODE *remade(NODE *tree, const JUNCTION &j) {
             tree->right = nullptr;
             NODE *effects = tree->left;
             erase_node(tree);
-            constant->u.lval = INT65(!j.is_and());
-            return with_effects(effects, constant, j.loop, j.ctx);
+            erase_node(constant); // of any type
+            return with_effects(effects, constant_truth(!j.is_and()), j.loop, j.ctx);
         }
         NODE *rest = decides ? constant_truth(!j.is_and()) : make_boolean(other);
         if (!decides) other = maketree(OP::NOP, nullptr, nullptr, tp->int_type(), nullptr);

@@ -29,6 +29,7 @@ TEST_F(SimpTest, casts_to_bool) {
              {"(bool)(int)s", "(bool)s"},
              {"(bool)(unsigned)i", "(bool)i"},
              {"(bool)b", "b"},
+             {"i || (short)1", "1"},
              {"(bool)3", "1"},
              {"(bool)(f() | 1)", "f(), 1"}});
     stays({"(bool)(char)i", "(bool)x", "(bool)i", "(int)(bool)x", "(int)b"});
