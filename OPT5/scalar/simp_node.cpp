@@ -360,6 +360,23 @@ struct FRAME {
     bool right_is_done;
 };
 
+// Rules lead back to the dispatcher; two that undid each other would do so forever. What is right
+// to do takes a few levels, but for what the chain rules do to a tower.
+constexpr int most_nested_calls = 1000;
+
+class NESTED_CALL {
+public:
+    NESTED_CALL() : level(++depth) {}
+    ~NESTED_CALL() { --depth; }
+    NESTED_CALL(const NESTED_CALL &) = delete;
+    NESTED_CALL &operator=(const NESTED_CALL &) = delete;
+    const int level;
+
+private:
+    static int depth;
+};
+int NESTED_CALL::depth = 0;
+
 // What must run of a tree whose value nobody uses; null when nothing must.
 NODE *statement_of(NODE *tree) {
     return tree->op == OP::ICON ? erase_tree(tree) : peel_for_effect(tree);
@@ -367,6 +384,11 @@ NODE *statement_of(NODE *tree) {
 } // namespace
 
 NODE *simp_node(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    const NESTED_CALL call;
+    if (call.level > most_nested_calls) {
+        dprintf("simp_node: rules do not come to an end at %s\n", opname(tree->op));
+        return tree;
+    }
     if (tree->type) tree->type = tree->type->normalized();
     if (tree->op == OP::NAME) tree->u.name.decl_type = nullptr;
     if (tree->left && !keeps_effects_below(tree->op) && has_own_operands(tree))

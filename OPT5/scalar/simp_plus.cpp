@@ -120,6 +120,12 @@ bool same_factor(const NODE *a, const NODE *b) {
     return trees_are_congruent(a, b);
 }
 
+// A multiplication that the target does in one step is left alone; a shift is none.
+bool is_one_step(const NODE *product, LOOP *loop, CONTEXT *ctx) {
+    if (is_ICON(product->right) && power_of_2(icon_value(product->right)) >= 0) return false;
+    return tree_is_16x16_mpy(product, loop, ctx);
+}
+
 // Where two products have the same factor.
 struct COMMON_FACTOR {
     NODE *NODE::*in_first, *NODE::*in_second; // null: they have none
@@ -145,14 +151,14 @@ constexpr int most_terms = 24;
 // a * c + b * c becomes (a + b) * c, also where the first product is a term further down.
 NODE *common_factor(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *last = tree->right;
-    if (!is_product(last, tree) || tree_is_16x16_mpy(last, loop, ctx)) return nullptr;
+    if (!is_product(last, tree) || is_one_step(last, loop, ctx)) return nullptr;
     if (tree_has_side_effects(last)) return nullptr;
     NODE *sum = tree->left, *passed[most_terms];
     for (int n = 0; n < most_terms; ++n) {
         const bool goes_on = (sum->op == OP::PLUS || sum->op == OP::MINUS) &&
                              is_modular_type(sum->type) && sum->type->size() == tree->type->size();
         NODE *term = goes_on ? sum->right : sum;
-        const bool fits = is_product(term, tree) && !tree_is_16x16_mpy(term, loop, ctx);
+        const bool fits = is_product(term, tree) && !is_one_step(term, loop, ctx);
         const COMMON_FACTOR common =
             fits ? find_common_factor(term, last) : COMMON_FACTOR{nullptr, nullptr};
         if (common.in_first && tree_has_side_effects(term)) return nullptr;

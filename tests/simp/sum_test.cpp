@@ -71,7 +71,7 @@ TEST_F(SimpTest, pointer_sums) {
              {"p + (i + 1)", "(char)i * 2 + p + 2"},
              {"(p + 3) - p", "3"},
              {"p + (q - p)", "(q - p) / 2 * 2 + p"},
-             {"(p + i) - (p + j)", "((char)i - (char)j) * 2 / 2"},
+             {"(p + i) - (p + j)", "((char)i - (char)j) * 2 >> 1"},
              {"&p[0]", "p"}});
     becomes({{"p - q", "(p - q) / 2"}});
 }
@@ -96,7 +96,7 @@ TEST_F(SimpTest, bits_in_sums) {
              {"(i | 7) - 7", "i & -8"},
              {"i - i / j * j", "i % j"},
              {"~(i ^ 5)", "i ^ -6"},
-             {"~(~i & j)", "i | ~j"},
+             {"~(~i & j)", "~j | i"},
              {"~(~i | ~j)", "i & j"},
              {"(b ? 3 : 5) + 2", "b ? 5 : 7"},
              {"-(int)(u >> 31)", "(int)u >> 31"}});
@@ -104,7 +104,7 @@ TEST_F(SimpTest, bits_in_sums) {
 }
 
 TEST_F(SimpTest, one_operand) {
-    becomes({{"ABS(-i)", "ABS(i)"}, {"SQR(-i)", "SQUARE(i)"}, {"SQR(ABS(x))", "SQUARE(x)"}});
+    becomes({{"ABS(-i)", "ABS(i)"}, {"SQR(-i)", "SQR(i)"}, {"SQR(ABS(x))", "SQR(x)"}});
     stays({"ABS(i)"});
 }
 
@@ -115,7 +115,7 @@ TEST_F(SimpTest, float_sums_that_are_exact) {
              {"x - 0.0", "x"},
              {"-(-x)", "x"},
              {"-(x * 2.0)", "x * -0x1p+1"},
-             {"-(x / 2.0)", "x / -0x1p+1"}});
+             {"-(x / 2.0)", "x * -0x1p-1"}});
     stays({"x + 0.0", "x - x", "-(x - y)"});
     strict_fp = 0;
     becomes({{"x + 0.0", "x"}});
