@@ -84,6 +84,7 @@ NODE *constant_distributes(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     const bool plus = sum->op == OP::PLUS && is_ICON(sum->right);
     const bool minus = sum->op == OP::MINUS && is_ICON(sum->left);
     if (!plus && !minus) return nullptr;
+    if ((plus ? sum->left : sum->right)->type->is_ptr()) return nullptr; // no factor
     for (NODE *cast = tree->left; casts > 0; --casts)
         cast = take_operand(cast);
     NODE *NODE::*const of_constant = plus ? &NODE::right : &NODE::left;

@@ -30,6 +30,16 @@ TEST_F(SimpTest, signs_of_factors) {
     stays({"(1 << j) * f()"});
 }
 
+// A pointer is no factor, though a difference with it is.
+TEST_F(SimpTest, factors_are_no_pointers) {
+    NODE *difference = maketree(OP::MINUS, icon(6), mk_NAME(p, nullptr), short_t, nullptr);
+    NODE *product = simp_tree(maketree(OP::MULT, difference, icon(4), short_t, nullptr));
+    EXPECT_STREQ(stmt2infix(product), "(6 - p) * 4");
+    NODE *sum = maketree(OP::PLUS, mk_NAME(p, nullptr), icon(6), int_p, nullptr);
+    product = simp_tree(maketree(OP::MULT, sum, icon(4), short_t, nullptr));
+    EXPECT_STREQ(stmt2infix(product), "(p + 6) * 4");
+}
+
 TEST_F(SimpTest, float_products) {
     becomes({{"x * 1.0", "x"},
              {"2.0 * x", "x * 0x1p+1"},
