@@ -310,6 +310,7 @@ void prepare_for_file(NODE *tree) {
         node = wrap_profile_count(node);
         switch (node->op) {
         case OP::ICON:
+            if (node->type->is_ptr()) node->u.lval = node->u.lval & type_mask(node->type);
             if (node->type->size() > 32 && !fits_ICON(node)) node->op = OP::LCON;
             break;
         case OP::LABEL:

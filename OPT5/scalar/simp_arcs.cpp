@@ -357,6 +357,8 @@ std::optional<ARC_FORM> form_of_test(const TYPE *type, const ARC &arc, const ARC
     const std::optional<ARC> missed = intersection(arc.complement(), known);
     if (hit && hit->is_empty()) return ARC_FORM{OP::ILLOP, 0};
     if (missed && missed->is_empty()) return ARC_FORM{OP::ILLOP, 1};
+    // Of two values, comparing with 0 is the simpler way.
+    if (missed && missed->is_point() && missed->lo == 0) return ARC_FORM{OP::NEQ, 0};
     if (hit && hit->is_point()) return ARC_FORM{OP::EQ, hit->lo};
     if (missed && missed->is_point()) return ARC_FORM{OP::NEQ, missed->lo};
 

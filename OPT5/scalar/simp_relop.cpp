@@ -504,17 +504,25 @@ NODE *ranges_decide(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 
 // --- addresses
 
-// The object or function whose address the tree is, and the bits from its beginning; null for
-// others.
+// The object or function that the tree's address lies in, and the bits from its beginning; null for
+// others, and for what lies at its end or beyond.
 const SYMTAB *object_at(const NODE *tree, std::int64_t *offset) {
+    constexpr int unit = 16;
     *offset = 0;
-    while (tree->op == OP::PCONV && tree->left->type->is_ptr())
-        tree = tree->left;
+    for (;; tree = tree->left) {
+        const bool adds = tree->op == OP::PLUS && is_ICON(tree->right);
+        if (adds) *offset += unit * std::int64_t{icon_value(tree->right).s32()};
+        if (!adds && tree->op != OP::PCONV) break;
+        if (!tree->left->type->is_ptr()) return nullptr;
+    }
     if (tree->op != OP::UAND) return nullptr;
     const NODE *lvalue = tree->left;
     for (; lvalue->op == OP::STDOT; lvalue = lvalue->left)
         *offset += lvalue->right->u.field.mdata->offset;
-    return lvalue->op == OP::NAME ? lvalue->u.name.sym : nullptr;
+    if (lvalue->op != OP::NAME) return nullptr;
+    const SYMTAB *sym = lvalue->u.name.sym;
+    const auto size = static_cast<std::int64_t>(sym->type->is_func() ? unit : sym->type->size());
+    return *offset >= 0 && *offset < size ? sym : nullptr;
 }
 
 bool is_text_address(const NODE *tree) {
@@ -534,13 +542,8 @@ NODE *address_and_null(NODE *tree, LOOP *, CONTEXT *) {
     return icon;
 }
 
-bool has_place(const SYMTAB *sym) {
-    return sym->type->is_func() || sym->type->size() != 0;
-}
-
 // Two symbols may be declarations of one object.
 bool are_apart(const SYMTAB *a, const SYMTAB *b) {
-    if (!has_place(a) || !has_place(b)) return false;
     if (a->level != b->level) return a->level == 0 || b->level == 0;
     return a->level != 0 || std::strcmp(a->name, b->name) != 0;
 }
@@ -635,29 +638,12 @@ NODE *converted_integer(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 // --- the catalogue, in order
 
 constexpr RULE rules[] = {
-    constant_to_the_right,
-    one_width,
-    congruent_operands,
-    truth_value_and_constant,
-    test_on_arc,
-    bits_decide,
-    equal_multiple,
-    equal_remainder,
-    no_difference,
-    sign_of_difference,
-    saturated_and_zero,
-    extended_operands,
-    mirrored_operands,
-    sum_and_operand,
-    sums_with_common_operand,
-    sums_with_constants,
-    odd_multiples,
-    address_and_null,
-    two_addresses,
-    ranges_decide,
-    float_negations,
-    float_difference,
-    converted_integer,
+    constant_to_the_right,    one_width,           congruent_operands, truth_value_and_constant,
+    address_and_null,         two_addresses,       test_on_arc,        bits_decide,
+    equal_multiple,           equal_remainder,     no_difference,      sign_of_difference,
+    saturated_and_zero,       extended_operands,   mirrored_operands,  sum_and_operand,
+    sums_with_common_operand, sums_with_constants, odd_multiples,      ranges_decide,
+    float_negations,          float_difference,    converted_integer,
 };
 } // namespace
 
