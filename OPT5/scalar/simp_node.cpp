@@ -135,7 +135,7 @@ constexpr ROW rows[] = {
     {OP::STREF, after_type_info<simp_STREF>},
     {OP::CALL, simp_call_and_types},
     {OP::UCALL, simp_call_and_types},
-    {OP::ICALL, simp_call_and_types},
+    {OP::ICALL, simp_intrinsic},
     {OP::UICALL, simp_call_and_types},
     {OP::MCALL, simp_call_and_types},
     {OP::UMCALL, simp_call_and_types},

@@ -54,6 +54,7 @@ NODE *simp_ANDAND(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_OROR(NODE *tree, LOOP *loop, CONTEXT *ctx);
 // Both operands have the other of the two operators.
 NODE *simp_ANDOR_ANDOR(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_intrinsic(NODE *tree, LOOP *loop, CONTEXT *ctx); // ICALL
 NODE *simp_CBRANCH(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_IF(NODE *tree, LOOP *loop, CONTEXT *ctx);
 

@@ -238,4 +238,39 @@ TEST_F(CompareTest, saturated_intrinsics_and_zero) {
         expect_same_meaning(before, after, c.after);
     }
 }
+
+TEST_F(CompareTest, intrinsics) {
+    const auto of = [&](const char *intrinsic, const char *first, const char *second) {
+        NODE *args = tree(OP::COMMA, int_t, parse(first), parse(second));
+        return mk_ICALL(intrinsic, args,
+                        find_BIF_descriptor(intrinsic)->result == BT_uint ? uint_t : int_t);
+    };
+    const struct {
+        const char *intrinsic, *first, *second, *after;
+    } cases[] = {
+        {"MIN", "5", "-3", "-3"},
+        {"MAXU", "5u", "4294967293u", "4294967293"},
+        {"_ssub", "-2147483647", "5", "-2147483648"},
+        {"_sshl", "3", "30", "2147483647"},
+        {"MIN", "3", "i", "MIN(i, 3)"},
+        {"MIN", "i", "i", "i"},
+        {"MIN", "i & 7", "9", "i & 7"},
+        {"MAX", "i & 7", "9", "9"},
+        {"MIN", "(int)s", "32767", "(int)s"},
+        {"MINU", "u", "0u", "0"},
+        {"MIN", "vi", "vi", "MIN(vi, vi)"},
+        {"_ssub", "i", "0", "i"},
+        {"_ssub", "0", "i", "_ssub(0, i)"},
+        {"_sadd", "i & 7", "j & 7", "(i & 7) + (j & 7)"},
+        {"_sadd", "1", "i", "_sadd(i, 1)"},
+        {"_sadd", "i", "j", "_sadd(i, j)"},
+    };
+    for (const auto &c : cases)
+        EXPECT_STREQ(stmt2infix(simp_tree(of(c.intrinsic, c.first, c.second))), c.after)
+            << c.intrinsic;
+    becomes({{"(i < 5 ? i : 5) < 9 ? (i < 5 ? i : 5) : 9", "MIN(i, 5)"},
+             {"(i > 3 ? i : 3) < 9", "i < 9"},
+             {"(i > 3 ? i : 3) < 2", "0"},
+             {"(i > 3 ? i : 3) == 3", "i < 4"}});
+}
 } // namespace
