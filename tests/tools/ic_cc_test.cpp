@@ -5,10 +5,11 @@
 namespace {
 class IcCc : public testing::Test {
 protected:
-    TOOL_RESULT compile(std::string_view text, std::vector<std::string> options = {}) {
-        write_file(scratch / "t.c", text);
+    TOOL_RESULT compile(std::string_view text, std::vector<std::string> options = {},
+                        const char *file = "t.c") {
+        write_file(scratch / file, text);
         std::vector<std::string> words{"ic-cc", "-o", (scratch / "t.ic").string(),
-                                       (scratch / "t.c").string()};
+                                       (scratch / file).string()};
         words.insert(words.end(), options.begin(), options.end());
         return run_tool(words, scratch);
     }
@@ -39,6 +40,8 @@ TEST_F(IcCc, RefusesWithPlaceAndReason) {
          "a function that returns twice"},
         {"void f(void *p) { goto *p; }", "1:19", "indirect goto in function with no address-of-label"},
         {"int big[100000];", "1:8", "an array larger than the machine's memory"},
+        {"struct s { char c; int i; } __attribute__((packed)) x;", "1:8", "a packed record with gaps"},
+        {"int x __attribute__((aligned(8192)));", "1:5", "this alignment"},
         {"struct s { int a[20000]; int b[20000]; } s;",
          "1:", "a record larger than the machine's memory"},
         {"_Static_assert(sizeof(int) == 4, \"\");", "1:1", "int"},
@@ -54,6 +57,52 @@ TEST_F(IcCc, RefusesWithPlaceAndReason) {
         EXPECT_NE(result.err.find(c.reason), std::string::npos) << c.text << "\n" << result.err;
         EXPECT_FALSE(has_output()) << c.text;
     }
+}
+
+TEST_F(IcCc, RefusesWhatCppHasByName) {
+    struct CASE {
+        const char *text;
+        const char *place;
+        const char *reason;
+    };
+    const CASE cases[] = {
+        {"void f() { throw 1; }", "1:12", "'throw' cannot be compiled for this machine"},
+        {"int f() {\n  try { return 1; } catch (...) { return 2; } }", "2:3", "'try'"},
+        {"struct a { virtual int f(); }; struct b : virtual a {}; int g(b *p) { return p->f(); }",
+         "1:43", "a virtual base class"},
+        {"struct a { virtual int f(); }; struct b : a {};\nb *f(a *p) { return dynamic_cast<b *>(p); }",
+         "2:21", "'dynamic_cast'"},
+        {"struct a { int x; };\nint a::*p = &a::x;", "2:5", "the type 'int a::*'"},
+        {"struct s { ~s(); };\nvoid f(int n) { s a; if (n) goto l; l: n++; }", "2:37",
+         "a label where objects wait for their destructors"},
+        {"int g();\nvoid f() { while (int n = g()) n--; }", "2:12",
+         "a declaration in the condition of a loop"},
+        {"struct a { int x; }; struct b : a { int y; };\nb f() { return b{{1}, 2}; }", "2:17",
+         "a list that initialises base classes"},
+    };
+    for (const CASE &c : cases) {
+        const TOOL_RESULT result = compile(c.text, {}, "t.cpp");
+        EXPECT_EQ(result.exit_code, 1) << c.text;
+        EXPECT_NE(result.err.find(std::string("t.cpp:") + c.place), std::string::npos)
+            << c.text << "\n"
+            << result.err;
+        EXPECT_NE(result.err.find(c.reason), std::string::npos) << c.text << "\n" << result.err;
+        EXPECT_FALSE(has_output()) << c.text;
+    }
+}
+
+TEST_F(IcCc, NamesAndMarksOfCpp) {
+    expect_success(
+        compile("namespace n { struct s { s(int); ~s(); int f(float) const; }; }\n"
+                "int n::s::f(float) const { return 1; }\nn::s::s(int) {}\nn::s::~s() {}\n"
+                "extern \"C\" int plain(int v) { return v; }\nint over(short) { return 2; }\n"
+                "n::s global(1);\n",
+                {}, "t.cpp"),
+        "ic-cc");
+    const std::string text = run_tool({"ic-dis", (scratch / "t.ic").string()}, scratch).out;
+    for (const char *words : {"__ZNK1n1s1fEf ", "__ZN1n1sC1Ei ", "__ZN1n1sD1Ev ", "_plain ",
+                              "__Z4overs ", "FUNC_IN_INIT_ARRAY", "SRC_LANGUAGE \"C++\""})
+        EXPECT_NE(text.find(words), std::string::npos) << words << "\n" << text;
 }
 
 TEST_F(IcCc, TakesUnusualC) {

@@ -77,19 +77,8 @@ symbol *translator::library_function(llvm::StringRef function, const type *t) {
 
 // A call with arguments that are translated already; they convert to the parameters' types.
 node *translator::call_symbol(symbol *callee, const std::vector<node *> &args) {
-    const type *ft = strip(callee->stype);
-    node *list = nullptr;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        node *arg = args[i];
-        if (i < ft->params.size() && !is_record(ft->params[i]))
-            arg = convert_tree(arg, ft->params[i]);
-        list = list ? make(OP::COMMA, types_.int_(), list, arg) : arg;
-    }
-    const type *result = unqualified(complete(ft->base));
     node *f = make(OP::UAND, types_.pointer(callee->stype), name(callee));
-    node *n = list ? make(OP::CALL, result, f, list) : make(OP::UCALL, result, f);
-    if (ft->variadic) n->value = static_cast<std::int64_t>(args.size() - ft->params.size());
-    return n;
+    return call_pointer(f, args, {});
 }
 
 // The arguments in their order, each kept from what statements in later ones do.
@@ -99,7 +88,7 @@ std::vector<node *> translator::arguments(llvm::ArrayRef<const Expr *> exprs) {
     for (std::size_t i = 0; i < exprs.size(); ++i)
         if (hoists(exprs[i])) last_hoist = i;
     for (std::size_t i = 0; i < exprs.size(); ++i) {
-        node *n = rvalue(exprs[i]);
+        node *n = argument(exprs[i]);
         args.push_back(i < last_hoist ? settled(n) : n);
     }
     return args;

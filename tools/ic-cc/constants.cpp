@@ -88,6 +88,7 @@ std::int64_t translator::enumerator_value(const EnumConstantDecl *decl) {
 std::int64_t translator::size_or_align(const UnaryExprOrTypeTraitExpr *e) {
     const type *t = e->isArgumentType() ? conv(e->getArgumentTypeInfo()->getTypeLoc())
                                         : expr_type(e->getArgumentExpr());
+    if (e->isArgumentType() && e->getArgumentType()->isReferenceType()) t = pointee(t);
     complete(t);
     switch (e->getKind()) {
     case UETT_SizeOf: return size_of(t, e->getBeginLoc());
@@ -330,9 +331,72 @@ bool translator::evaluate_call(const CallExpr *e, constant &v) {
     }
 }
 
+// A variable that stands for its initialiser.
+bool translator::evaluate_variable(const VarDecl *var, constant &v) {
+    const QualType qt = var->getType();
+    const VarDecl *with_init = nullptr;
+    const Expr *init = var->getAnyInitializer(with_init);
+    if (!init || !qt.isConstQualified() || qt.isVolatileQualified() || !qt->isScalarType() ||
+        isa<ParmVarDecl>(var) || init->isValueDependent())
+        return false;
+    if (evaluate(init, v)) return convert(v, decl_type(with_init));
+    if (!var->isConstexpr() || !qt->isIntegralOrEnumerationType()) return false;
+    const APValue *value = with_init->evaluateValue(); // by calls of constexpr functions
+    if (!value || !value->isInt()) return false;
+    v = make_integer(value->getInt().getExtValue(), value_type(qt));
+    return true;
+}
+
+// The constants that only C++ has.
+bool translator::evaluate_cpp(const Expr *e, constant &v) {
+    const type *boolean = types_.integer(ikind::boolean);
+    if (const auto *x = dyn_cast<CXXBoolLiteralExpr>(e)) {
+        v = make_integer(x->getValue(), boolean);
+        return true;
+    }
+    if (isa<CXXNullPtrLiteralExpr>(e)) {
+        v = make_integer(0, types_.int_());
+        return convert(v, types_.pointer(types_.void_()));
+    }
+    if (const auto *x = dyn_cast<CXXNoexceptExpr>(e)) {
+        v = make_integer(x->getValue(), boolean);
+        return true;
+    }
+    if (const auto *x = dyn_cast<SizeOfPackExpr>(e)) {
+        v = make_integer(x->getPackLength(), types_.uint());
+        return true;
+    }
+    if (isa<CXXScalarValueInitExpr>(e) && e->getType()->isScalarType()) {
+        v = make_integer(0, types_.int_());
+        return convert(v, conv(e->getType()));
+    }
+    if (const auto *x = dyn_cast<SubstNonTypeTemplateParmExpr>(e))
+        return evaluate(x->getReplacement(), v);
+    if (const auto *x = dyn_cast<CXXDefaultArgExpr>(e)) return evaluate(x->getExpr(), v);
+    if (const auto *x = dyn_cast<CXXDefaultInitExpr>(e)) return evaluate(x->getExpr(), v);
+    if (const auto *x = dyn_cast<ExprWithCleanups>(e)) return evaluate(x->getSubExpr(), v);
+    if (const auto *c = dyn_cast<ImplicitCastExpr>(e); c && c->getCastKind() == CK_LValueToRValue) {
+        const Expr *sub = c->getSubExpr()->IgnoreParens();
+        if (const auto *x = dyn_cast<SubstNonTypeTemplateParmExpr>(sub)) sub = x->getReplacement();
+        if (const auto *m = dyn_cast<MemberExpr>(sub))
+            if (const auto *var = dyn_cast<VarDecl>(m->getMemberDecl()))
+                return evaluate_variable(var, v);
+        if (const auto *d = dyn_cast<DeclRefExpr>(sub))
+            if (const auto *var = dyn_cast<VarDecl>(d->getDecl())) return evaluate_variable(var, v);
+    }
+    return false;
+}
+
 bool translator::evaluate(const Expr *e, constant &v) {
     e = e->IgnoreParens();
-    if (const auto *x = dyn_cast<ConstantExpr>(e)) return evaluate(x->getSubExpr(), v);
+    if (const auto *x = dyn_cast<ConstantExpr>(e)) {
+        if (evaluate(x->getSubExpr(), v)) return true;
+        if (!in_cpp() || !x->hasAPValueResult() || !x->getType()->isIntegralOrEnumerationType())
+            return false;
+        v = make_integer(x->getResultAsAPSInt().getExtValue(), value_type(x->getType()));
+        return true;
+    }
+    if (in_cpp() && evaluate_cpp(e, v)) return true;
     if (const auto *x = dyn_cast<IntegerLiteral>(e)) {
         v = make_integer(static_cast<std::int64_t>(x->getValue().getZExtValue()),
                          value_type(x->getType()));
@@ -408,7 +472,7 @@ bool translator::evaluate_lvalue(const Expr *e, constant &v) {
         if (const auto *f = dyn_cast<FunctionDecl>(x->getDecl())) {
             v.base = function_symbol(f);
         } else if (const auto *var = dyn_cast<VarDecl>(x->getDecl())) {
-            if (!var->hasGlobalStorage()) return false;
+            if (!var->hasGlobalStorage() || var->getType()->isReferenceType()) return false;
             v.base = variable_symbol(var);
         } else {
             return false;

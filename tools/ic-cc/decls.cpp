@@ -1,6 +1,8 @@
 // File-level declarations, functions, and the symbols of everything.
 #include "tools/ic-cc/ic_cc.h"
 
+#include "clang/AST/DeclTemplate.h"
+
 using namespace clang;
 
 translator::translator(ASTContext &context, pragma_store &pragmas, icode_unit &unit,
@@ -8,7 +10,10 @@ translator::translator(ASTContext &context, pragma_store &pragmas, icode_unit &u
     : context_(context), sources_(context.getSourceManager()), diags_(context.getDiagnostics()),
       pragmas_(pragmas), unit_(unit), types_(unit.types), header_name_(std::move(header_name)),
       refusal_(diags_.getCustomDiagID(DiagnosticsEngine::Error,
-                                      "%0 cannot be compiled for this machine")) {}
+                                      "%0 cannot be compiled for this machine")) {
+    if (context.getLangOpts().CPlusPlus)
+        mangler_.reset(ItaniumMangleContext::create(context, diags_));
+}
 
 node *translator::refuse(SourceLocation at, const std::string &what) {
     failed_ = true;
@@ -32,6 +37,7 @@ bool translator::translate() {
     for (const Decl *d : file->decls())
         top_level(d);
     define_pending();
+    write_start_function();
     complete_all_records();
     for (symbol *s : unit_.globals) {
         if (!s->has_init && s->sc != 5 && !is_kind(s->stype, tkind::function) &&
@@ -42,14 +48,20 @@ bool translator::translate() {
 }
 
 void translator::top_level(const Decl *d) {
+    if (d->isTemplated()) return; // its instances count
     if (const auto *f = dyn_cast<FunctionDecl>(d)) {
         if (f->isThisDeclarationADefinition() && defines_here(f)) function_definition(f);
+        if (f->hasAttr<ConstructorAttr>() && f->isThisDeclarationADefinition())
+            dynamic_.push_back(f);
     } else if (const auto *v = dyn_cast<VarDecl>(d)) {
         const VarDecl *definition = v->getDefinition(context_);
         if (!definition) definition = v->getActingDefinition();
         if (definition != v) return;
         symbol *s = variable_symbol(v);
-        if (v->getInit() && !s->has_init) static_init(s, v->getInit());
+        if (in_cpp())
+            cpp_static_object(v, s);
+        else if (v->getInit() && !s->has_init)
+            static_init(s, v->getInit());
     } else if (const auto *check = dyn_cast<StaticAssertDecl>(d)) {
         check_static_assert(check);
     } else if (const auto *text = dyn_cast<FileScopeAsmDecl>(d)) {
@@ -58,7 +70,11 @@ void translator::top_level(const Decl *d) {
     } else if (const auto *r = dyn_cast<RecordDecl>(d)) {
         for (const Decl *inner : r->decls())
             if (const auto *a = dyn_cast<StaticAssertDecl>(inner)) check_static_assert(a);
-    } else if (!isa<TypedefDecl, EnumDecl, EmptyDecl>(d)) {
+    } else if (isa<NamespaceDecl, LinkageSpecDecl>(d)) {
+        for (const Decl *inner : cast<DeclContext>(d)->decls())
+            top_level(inner);
+    } else if (!isa<TypedefNameDecl, EnumDecl, EmptyDecl, UsingDecl, UsingDirectiveDecl,
+                    UsingShadowDecl, NamespaceAliasDecl, TemplateDecl>(d)) {
         refuse(d->getLocation(), std::string("this declaration (") + d->getDeclKindName() + ")");
     }
 }
@@ -72,8 +88,11 @@ bool translator::defines_here(const FunctionDecl *definition) {
     return external || definition->getCanonicalDecl()->isReferenced() || definition->isReferenced();
 }
 
-// The functions of zra_builtins.h.
+// The functions of zra_builtins.h; in C++ all that every file that uses them may define.
 bool translator::on_demand(const FunctionDecl *f) {
+    if (in_cpp() &&
+        (f->isInlined() || f->isTemplateInstantiation() || f->isImplicit() || f->isDefaulted()))
+        return true;
     return f->getIdentifier() && f->getName().startswith("__zra_");
 }
 
@@ -92,8 +111,8 @@ std::string translator::unique_global_name(const std::string &wanted) {
 
 void translator::check_attributes(const Decl *decl) {
     for (const Attr *a : decl->attrs()) {
-        if (isa<AsmLabelAttr, AliasAttr, IFuncAttr, CleanupAttr, ModeAttr, ConstructorAttr,
-                DestructorAttr, NakedAttr>(a))
+        if (isa<AsmLabelAttr, AliasAttr, IFuncAttr, CleanupAttr, ModeAttr, DestructorAttr,
+                NakedAttr>(a))
             refuse(decl->getLocation(),
                    "a declaration with the attribute '" + std::string(a->getSpelling()) + "'");
     }
@@ -121,6 +140,7 @@ void translator::function_pragmas(const FunctionDecl *decl, symbol *s) {
     if (d->hasAttr<RestrictAttr>()) add(pk_unique_pointer);
     if (const auto *section = d->getAttr<SectionAttr>())
         add(pk_code_section, {section->getName().str()});
+    if (!decl->getIdentifier()) return;
     attach_pragmas(s, decl->getName());
     auto options = pragmas_.function_options.find(decl->getName().str());
     if (options != pragmas_.function_options.end()) {
@@ -140,12 +160,13 @@ symbol *translator::function_symbol(const FunctionDecl *decl) {
     bool internal = decl->getFormalLinkage() == InternalLinkage;
     bool inline_only =
         definition && definition->isInlined() && !definition->isInlineDefinitionExternallyVisible();
+    inline_only |= definition && in_cpp() && on_demand(definition);
     int sc = internal || inline_only ? 3 : definition ? 2 : 5;
     if (internal && !definition)
         refuse(decl->getLocation(),
                "the static function '" + decl->getName().str() + "', which is never defined,");
     const type *t = function_type(decl);
-    symbol *s = unit_.add_global("_" + decl->getName().str(), t, sc,
+    symbol *s = unit_.add_global(function_name(decl), t, sc,
                                  pos((definition ? definition : decl)->getLocation()));
     global_symbols_[decl] = s;
     if (definition && on_demand(definition)) pending_.push_back(definition);
@@ -153,6 +174,7 @@ symbol *translator::function_symbol(const FunctionDecl *decl) {
     if (decl->getMostRecentDecl()->isInlineSpecified() ||
         (definition && definition->isInlineSpecified()))
         s->flags |= symbol_is_inline;
+    if (in_cpp()) mark_cpp(s);
     function_pragmas(decl, s);
     return s;
 }
@@ -178,7 +200,9 @@ symbol *translator::variable_symbol(const VarDecl *v) {
         t = types_.array(strip(t)->base, 1, true);
     const type *declared = t;
     t = flexible_type(best, t);
-    symbol *s = unit_.add_global("_" + v->getName().str(), t,
+    if (in_cpp() && (v->isInline() || isTemplateInstantiation(v->getTemplateSpecializationKind())))
+        internal = acting; // as each file that uses it has one
+    symbol *s = unit_.add_global(linkage_name(GlobalDecl(v)), t,
                                  internal ? 3
                                  : acting ? 2
                                           : 5,
@@ -188,10 +212,11 @@ symbol *translator::variable_symbol(const VarDecl *v) {
     check_attributes(best);
     if (const auto *section = best->getAttr<SectionAttr>())
         s->pragmas.push_back({pk_data_section, {section->getName().str()}});
-    if (const auto *aligned = best->getAttr<AlignedAttr>(); aligned && aligned->isAlignmentExpr())
-        if (const Expr *e = aligned->getAlignmentExpr())
-            s->align = static_cast<std::uint32_t>(evaluate_integer(e).value_or(1)) * unit_bits;
+    s->align = written_alignment(best);
     attach_pragmas(s, v->getName());
+    // The instances of a template stand nowhere in the file.
+    if (acting && in_cpp() && isTemplateInstantiation(acting->getTemplateSpecializationKind()))
+        cpp_static_object(acting, s);
     return s;
 }
 
@@ -228,12 +253,15 @@ symbol *translator::static_local(const VarDecl *v) {
     if (known != global_symbols_.end()) return known->second;
     if (v->getTLSKind() != VarDecl::TLS_None) refuse(v->getLocation(), "a thread-local variable");
     const auto *owner = dyn_cast_or_null<FunctionDecl>(v->getParentFunctionOrMethod());
-    std::string wanted = "_" + (owner ? owner->getName().str() + "$" : "") + v->getName().str();
+    std::string wanted =
+        in_cpp() ? linkage_name(GlobalDecl(v))
+                 : "_" + (owner ? owner->getName().str() + "$" : "") + v->getName().str();
     const type *declared = decl_type(v), *t = flexible_type(v, declared);
     symbol *s = unit_.add_global(unique_global_name(wanted), t, 3, pos(v->getLocation()));
     global_symbols_[v] = s;
     if (t != declared) flexible_[s] = declared;
-    if (v->getInit()) static_init(s, v->getInit());
+    s->align = written_alignment(v);
+    if (v->getInit() && (!in_cpp() || constant_object(v, s))) static_init(s, v->getInit());
     return s;
 }
 
@@ -258,12 +286,20 @@ symbol *translator::temporary(const type *t) {
     return s;
 }
 
+// C++ has parameters and variables without a name.
+static std::string local_name(const VarDecl *v) {
+    if (!v->getName().empty()) return v->getName().str();
+    const auto *p = dyn_cast<ParmVarDecl>(v);
+    return p ? "$p" + std::to_string(p->getFunctionScopeIndex() + 1) : "$parts";
+}
+
 void translator::local_variable(const VarDecl *v) {
     SourceLocation at = v->getLocation();
     check_attributes(v);
     if (v->hasExternalStorage()) return;
     if (v->isStaticLocal()) {
-        static_local(v);
+        symbol *s = static_local(v);
+        if (in_cpp() && !constant_object(v, s)) guarded_static(v, s);
         return;
     }
     if (v->getType()->isVariablyModifiedType()) {
@@ -272,16 +308,24 @@ void translator::local_variable(const VarDecl *v) {
     }
     const type *t = decl_type(v);
     bool in_register = v->getStorageClass() == SC_Register && !is_record(t) && !is_array(t);
-    symbol *s =
-        unit_.add_local(v->getName().str(), t, in_register ? 4 : 1, 2 + fn_->depth, pos(at));
+    symbol *s = unit_.add_local(local_name(v), t, in_register ? 4 : 1, 2 + fn_->depth, pos(at));
     fn_->locals[v] = s;
+    s->align = written_alignment(v);
     if (fn_->open_blocks.empty())
         fn_->body.locals.push_back(s);
     else
         fn_->body.items[fn_->open_blocks.back()].symbols.push_back(s);
+    const std::size_t mark = fn_->temporaries_alive.size();
     if (const Expr *init = v->getInit())
-        auto_init(
-            t, init, [this, s] { return name(s); }, [this, at](node *n) { add_tree(n, at); });
+        initialise(
+            v->getType(), t, init, [this, s] { return name(s); },
+            [this, at](node *n) { add_tree(n, at); });
+    destroy_temporaries(mark);
+    if (const CXXDestructorDecl *d = needed_destructor(v->getType()))
+        fn_->cleanups.push_back({s, d, nullptr});
+    if (const auto *parts = dyn_cast<DecompositionDecl>(v))
+        for (const BindingDecl *b : parts->bindings())
+            if (b->getHoldingVar()) refuse(b->getLocation(), "a binding to a tuple");
 }
 
 symbol *translator::param_symbol(const ParmVarDecl *p, bool as_passed) {
@@ -292,23 +336,30 @@ symbol *translator::param_symbol(const ParmVarDecl *p, bool as_passed) {
     symbol *&copy = fn_->copies[p];
     if (!copy) {
         bool in_register = p->getStorageClass() == SC_Register;
-        copy = unit_.add_local(p->getName().str(), decl_type(p), in_register ? 4 : 1, 2,
+        copy = unit_.add_local(local_name(p), body_type(p), in_register ? 4 : 1, 2,
                                pos(p->getLocation()));
     }
     return copy;
 }
 
+// What a parameter is in the body: its address where it is passed by that.
+const type *translator::body_type(const ParmVarDecl *p) {
+    const type *t = decl_type(p);
+    return by_address(p->getType()) ? types_.pointer(unqualified(t)) : t;
+}
+
 // What arrives for a parameter: without a prototype the promoted value.
 const type *translator::passed_type(const ParmVarDecl *p) {
-    const type *t = decl_type(p);
+    const type *t = body_type(p);
     const type *function = strip(fn_->body.sym->stype);
     return !function->prototyped && is_integer(t) && strip(t)->size < 32 ? types_.int_() : t;
 }
 
 void translator::make_params() {
+    hidden_params(fn_->decl);
     for (const ParmVarDecl *p : fn_->decl->parameters()) {
-        const type *t = decl_type(p), *passed = passed_type(p);
-        const std::string own_name = p->getName().str();
+        const type *t = body_type(p), *passed = passed_type(p);
+        const std::string own_name = local_name(p);
         symbol *s = unit_.add_local(own_name, passed, 9, 1, pos(p->getLocation()));
         fn_->params.emplace_back(p, s);
         fn_->body.params.push_back(s);
@@ -325,13 +376,16 @@ void translator::make_params() {
 void translator::make_prolog() {
     node *prolog = nullptr;
     std::vector<symbol *> copies;
-    for (auto &[decl, passed] : fn_->params) {
-        auto copy = fn_->copies.find(decl);
-        if (copy == fn_->copies.end()) continue;
-        copies.push_back(copy->second);
-        node *store = assign(name(copy->second), name(passed));
+    auto add_copy = [&](symbol *passed, symbol *copy) {
+        copies.push_back(copy);
+        node *store = assign(name(copy), name(passed));
         prolog = prolog ? make(OP::PCOMMA, types_.int_(), prolog, store) : store;
-    }
+    };
+    for (auto &[passed, copy] : fn_->hidden)
+        add_copy(passed, copy);
+    for (auto &[decl, passed] : fn_->params)
+        if (auto copy = fn_->copies.find(decl); copy != fn_->copies.end())
+            add_copy(passed, copy->second);
     std::vector<symbol *> &locals = fn_->body.locals;
     locals.insert(locals.begin(), copies.begin(), copies.end());
     if (!prolog) return;
@@ -351,13 +405,13 @@ void translator::make_prolog() {
 
 void translator::function_definition(const FunctionDecl *f) {
     function_state state;
-    fn_ = &state;
+    function_state *outer = std::exchange(fn_, &state);
     state.decl = f;
     state.body.sym = function_symbol(f);
     const auto *body = dyn_cast<CompoundStmt>(f->getBody());
     if (!body) {
         refuse(f->getLocation(), "this function body");
-        fn_ = nullptr;
+        fn_ = outer;
         return;
     }
     state.body.begin = pos(f->getLocation());
@@ -365,7 +419,27 @@ void translator::function_definition(const FunctionDecl *f) {
     state.body.end = pos(body->getRBracLoc());
     make_params();
     survey(body);
-    compound(body, false);
+    const auto *method = dyn_cast<CXXMethodDecl>(f);
+    const auto *constructor = dyn_cast<CXXConstructorDecl>(f);
+    const auto *destructor = dyn_cast<CXXDestructorDecl>(f);
+    if (method) enter_lambda(method);
+    if (constructor) {
+        for (const CXXCtorInitializer *init : constructor->inits())
+            survey(init->getInit());
+        constructor_prologue(constructor);
+    }
+    if (destructor) {
+        state.return_label = new_label();
+        set_vtables(destructor->getParent());
+    }
+    if (method && method->isLambdaStaticInvoker())
+        static_invoker(method);
+    else
+        compound(body, false);
+    if (destructor) {
+        add_label(std::exchange(state.return_label, 0));
+        destructor_epilogue(destructor);
+    }
     const type *result = strip(strip(state.body.sym->stype)->base);
     if (state.reachable) {
         node *self = name(state.body.sym);
@@ -376,5 +450,5 @@ void translator::function_definition(const FunctionDecl *f) {
     }
     make_prolog();
     unit_.write_function(state.body, header_name_);
-    fn_ = nullptr;
+    fn_ = outer;
 }

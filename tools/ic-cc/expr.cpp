@@ -51,6 +51,8 @@ node *translator::lvalue(const Expr *e) {
 node *translator::rvalue_inner(const Expr *e) {
     e = e->IgnoreParens();
     if (const auto *x = dyn_cast<ConstantExpr>(e)) return rvalue(x->getSubExpr());
+    if (in_cpp())
+        if (node *n = cpp_rvalue(e)) return n;
     if (isa<IntegerLiteral, CharacterLiteral, FloatingLiteral, UnaryExprOrTypeTraitExpr,
             OffsetOfExpr, TypeTraitExpr>(e)) {
         constant v;
@@ -97,6 +99,8 @@ node *translator::rvalue_inner(const Expr *e) {
 
 node *translator::lvalue_inner(const Expr *e) {
     e = e->IgnoreParens();
+    if (in_cpp())
+        if (node *n = cpp_lvalue(e)) return n;
     if (const auto *x = dyn_cast<DeclRefExpr>(e)) return decl_ref(x);
     if (const auto *x = dyn_cast<MemberExpr>(e)) return member_ref(x);
     if (const auto *x = dyn_cast<ArraySubscriptExpr>(e)) {
@@ -134,22 +138,57 @@ node *translator::lvalue_inner(const Expr *e) {
     return refuse(e->getBeginLoc(), std::string("this object (") + e->getStmtClassName() + ")");
 }
 
+// References, and parameters that are passed by address.
+bool translator::is_pointer_to_object(const VarDecl *v) {
+    return v->getType()->isReferenceType() || (isa<ParmVarDecl>(v) && by_address(v->getType()));
+}
+
+// The variable itself, or the pointer that a reference or an object passed by address is.
+node *translator::variable_ref(const VarDecl *v) {
+    if (fn_) {
+        if (auto captured = fn_->captures.find(v); captured != fn_->captures.end()) {
+            const type *record;
+            const member *m = find_member(captured->second, &record);
+            node *field = dot(this_object(), *m, record);
+            // A copy of an object that was passed by address is no address.
+            const bool held = captured->second->getType()->isReferenceType();
+            return held == is_pointer_to_object(v) ? field
+                   : held                          ? deref(field)
+                                                   : address_of(field);
+        }
+        if (const auto *p = dyn_cast<ParmVarDecl>(v); p && !fn_->locals.contains(p))
+            return name(param_symbol(p, is_record(body_type(p))));
+    }
+    return object(variable_symbol(v));
+}
+
 node *translator::decl_ref(const DeclRefExpr *e) {
     const ValueDecl *d = e->getDecl();
     if (const auto *f = dyn_cast<FunctionDecl>(d)) return name(function_symbol(f));
-    if (const auto *p = dyn_cast<ParmVarDecl>(d); p && !fn_->locals.contains(p))
-        return name(param_symbol(p, p->getType()->isRecordType()));
-    if (const auto *v = dyn_cast<VarDecl>(d)) return object(variable_symbol(v));
+    if (const auto *b = dyn_cast<BindingDecl>(d); b && b->getBinding() && !b->getHoldingVar())
+        return lvalue(b->getBinding());
+    if (const auto *v = dyn_cast<VarDecl>(d)) {
+        node *n = variable_ref(v);
+        return is_pointer_to_object(v) ? deref(n) : n;
+    }
     return refuse(e->getBeginLoc(), "this reference");
 }
 
 node *translator::member_ref(const MemberExpr *e) {
     const type *record;
+    if (const auto *v = dyn_cast<VarDecl>(e->getMemberDecl())) { // static member
+        node *before = discarded(e->getBase());
+        node *n = variable_ref(v);
+        return comma(before, v->getType()->isReferenceType() ? deref(n) : n);
+    }
+    if (const auto *c = dyn_cast<EnumConstantDecl>(e->getMemberDecl()))
+        return icon(enumerator_value(c), value_type(e->getType()));
     const auto *field = dyn_cast<FieldDecl>(e->getMemberDecl());
     const member *m = field ? find_member(field, &record) : nullptr;
     if (!m) return refuse(e->getBeginLoc(), "this member");
     node *base = e->isArrow() ? deref(rvalue(e->getBase())) : class_lvalue(lvalue(e->getBase()));
-    return dot(base, *m, record);
+    node *n = dot(base, *m, record);
+    return field->getType()->isReferenceType() ? deref(n) : n;
 }
 
 node *translator::string_address(const StringLiteral *s) {
@@ -167,9 +206,18 @@ node *translator::conversion(const CastExpr *e) {
         const auto *written = dyn_cast<ExplicitCastExpr>(e);
         return written ? conv(written->getTypeInfoAsWritten()->getTypeLoc()) : conv(e->getType());
     };
+    if (in_cpp())
+        if (node *n = class_conversion(e)) return n;
     switch (e->getCastKind()) {
     case CK_LValueToRValue:
         if (e->getType()->isAtomicType()) return refuse(e->getBeginLoc(), "an atomic object");
+        if (in_cpp()) { // an assignment is an lvalue there
+            const Expr *inner = sub->IgnoreParens();
+            if (const auto *b = dyn_cast<BinaryOperator>(inner); b && b->isAssignmentOp())
+                return value_of_assignment(b);
+            if (const auto *u = dyn_cast<UnaryOperator>(inner); u && u->isIncrementDecrementOp())
+                return increment(u, true);
+        }
         return lvalue(sub);
     case CK_NoOp:
     case CK_ToVoid: {
@@ -276,7 +324,9 @@ node *translator::binary(const BinaryOperator *e) {
         node *target = lvalue(e->getLHS());
         if (hoists(e->getRHS())) target = settled_lvalue(target);
         node *source = rvalue(e->getRHS());
-        return below_commas(target, [&](node *n) { return assign(n, source); });
+        return below_commas(target, [&](node *n) {
+            return assign(n, in_cpp() ? convert_tree(source, n->ntype) : source);
+        });
     }
     case BO_Comma: {
         node *first = discarded(e->getLHS());
@@ -296,7 +346,9 @@ node *translator::binary(const BinaryOperator *e) {
     if (op == OP::ILLOP) return refuse(e->getOperatorLoc(), "this operator");
     node *l = rvalue(e->getLHS());
     if (hoists(e->getRHS())) l = settled(l);
+    if (e->isLogicalOp() && fn_) ++fn_->conditional;
     node *r = rvalue(e->getRHS());
+    if (e->isLogicalOp() && fn_) --fn_->conditional;
     return make(op, e->isLogicalOp() ? types_.int_() : value_type(e->getType()), l, r);
 }
 
@@ -314,16 +366,25 @@ node *translator::conditional(const Expr *cond, const Expr *a, const Expr *b, Qu
     }
     if (qt->isVoidType()) {
         auto arm = [&](const Expr *e) {
+            if (fn_) ++fn_->conditional;
             node *n = discarded(e);
+            if (fn_) --fn_->conditional;
             return n ? n : icon(0);
         };
         node *x = arm(a);
         node *y = arm(b);
         return make(OP::QUEST, types_.void_(), c, make(OP::COLON, types_.void_(), x, y));
     }
-    node *x = rvalue(a);
-    node *y = rvalue(b);
-    const type *t = qt->isPointerType() ? unqualified(conv(qt)) : value_type(qt);
+    const type *t =
+        qt->isPointerType() || qt->isNullPtrType() ? unqualified(conv(qt)) : value_type(qt);
+    auto arm = [&](const Expr *part) {
+        if (fn_) ++fn_->conditional;
+        node *n = rvalue(part);
+        if (fn_) --fn_->conditional;
+        return in_cpp() ? convert_tree(n, t) : n;
+    };
+    node *x = arm(a);
+    node *y = arm(b);
     return make(OP::QUEST, t, c, make(OP::COLON, t, x, y));
 }
 

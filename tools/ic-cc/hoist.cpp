@@ -27,6 +27,10 @@ bool translator::straight_line(const Stmt *s) {
 bool translator::contains_flow(const Stmt *s) {
     if (!s || isa<UnaryExprOrTypeTraitExpr, OffsetOfExpr, TypeTraitExpr>(s)) return false;
     if (const auto *x = dyn_cast<StmtExpr>(s)) return !straight_line(x->getSubStmt());
+    if (const auto *x = dyn_cast<CXXNewExpr>(s); x && x->isArray()) return true;
+    if (const auto *x = dyn_cast<CXXDeleteExpr>(s))
+        if (x->isArrayForm() && needed_destructor(x->getDestroyedType())) return true;
+    if (isa<LambdaExpr>(s)) return false; // a function of its own
     if (const auto *x = dyn_cast<GenericSelectionExpr>(s)) return contains_flow(x->getResultExpr());
     if (const auto *x = dyn_cast<ChooseExpr>(s)) return contains_flow(x->getChosenSubExpr());
     if (const auto *x = dyn_cast<OpaqueValueExpr>(s)) return contains_flow(x->getSourceExpr());
@@ -42,7 +46,8 @@ bool translator::hoists(const Expr *e) {
 // Looks through a whole body for what shapes its translation.
 void translator::survey(const Stmt *s) {
     if (!s) return;
-    if (const auto *x = dyn_cast<StmtExpr>(s)) fn_->may_hoist |= !straight_line(x->getSubStmt());
+    if (isa<LambdaExpr>(s)) return;
+    if (isa<StmtExpr, CXXNewExpr, CXXDeleteExpr>(s)) fn_->may_hoist |= contains_flow(s);
     if (const auto *x = dyn_cast<AddrLabelExpr>(s)) label_value(x->getLabel());
     for (const Stmt *child : s->children())
         survey(child);

@@ -14,12 +14,16 @@
 #include "clang/AST/DeclCXX.h"
 #include "clang/AST/Expr.h"
 #include "clang/AST/ExprCXX.h"
+#include "clang/AST/GlobalDecl.h"
+#include "clang/AST/Mangle.h"
 #include "clang/AST/Stmt.h"
+#include "clang/AST/StmtCXX.h"
 #include "clang/AST/TypeLoc.h"
 #include "clang/Basic/Diagnostic.h"
 #include "clang/Basic/SourceManager.h"
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <set>
 #include <unordered_map>
@@ -56,6 +60,14 @@ public:
     std::string sizes();
 
 private:
+    using target_maker = std::function<node *()>; // makes an lvalue, a new tree each time
+    using class_path = llvm::ArrayRef<const clang::CXXRecordDecl *>; // of bases, outermost first
+    // An object that is destroyed when its scope or statement ends.
+    struct cleanup {
+        symbol *object;
+        const clang::CXXDestructorDecl *destructor;
+        symbol *flag; // tells at run time whether there is one; null: there is
+    };
     struct function_state {
         const clang::FunctionDecl *decl = nullptr;
         function_body body;
@@ -64,7 +76,8 @@ private:
         std::map<const clang::ParmVarDecl *, symbol *> copies;               // level 2
         std::unordered_map<const clang::LabelDecl *, unsigned> labels;
         std::vector<unsigned> break_labels, continue_labels;
-        std::vector<std::size_t> open_blocks; // indices of block_begin items
+        std::vector<std::size_t> break_marks, continue_marks; // of `cleanups`
+        std::vector<std::size_t> open_blocks;                 // indices of block_begin items
         unsigned last_label = 0;
         unsigned temporaries = 0;
         unsigned depth = 0;    // of nested blocks
@@ -76,6 +89,16 @@ private:
         std::vector<const clang::LabelDecl *> taken_labels; // those whose address is taken
         // Parameters of a definition without prototype that are narrower than what is passed.
         std::vector<std::pair<const clang::ParmVarDecl *, symbol *>> narrowed;
+        // C++: parameters without declaration, as passed and in the body; the objects to destroy;
+        // what a lambda's operator() has captured.
+        std::vector<std::pair<symbol *, symbol *>> hidden;
+        symbol *this_copy = nullptr, *result_copy = nullptr;
+        unsigned return_label = 0; // of a destructor, before what it destroys
+        std::vector<cleanup> cleanups, temporaries_alive;
+        unsigned conditional = 0; // depth of operands that may not be evaluated
+        std::unordered_map<const clang::ValueDecl *, const clang::FieldDecl *> captures;
+        clang::FieldDecl *captured_this = nullptr;
+        unsigned in_comma = 0; // initialisers become operands of commas
     };
 
     // --- failures and positions
@@ -102,6 +125,8 @@ private:
     const type *promoted(const type *t);
     std::uint32_t size_of(const type *t, clang::SourceLocation at); // units
     std::uint32_t stride_bits(const type *pointer, clang::SourceLocation at);
+    std::uint32_t written_alignment(const clang::Decl *decl);
+    void check_packing(const clang::RecordDecl *definition, const type &record);
     const member *find_member(const clang::FieldDecl *field, const type **record);
     void complete_all_records();
     const type *expr_type(const clang::Expr *e); // of an unevaluated operand
@@ -113,6 +138,8 @@ private:
     bool evaluate_binary(const clang::BinaryOperator *e, constant &v);
     bool evaluate_cast(const clang::CastExpr *e, constant &v);
     bool evaluate_call(const clang::CallExpr *e, constant &v);
+    bool evaluate_cpp(const clang::Expr *e, constant &v);
+    bool evaluate_variable(const clang::VarDecl *var, constant &v);
     bool evaluate_truth(const clang::Expr *e, bool &truth);
     std::optional<std::int64_t> evaluate_integer(const clang::Expr *e);
     bool offset_of(const clang::OffsetOfExpr *e, constant &v);
@@ -143,6 +170,7 @@ private:
     bool on_demand(const clang::FunctionDecl *f); // defined only when something refers to it
     void define_pending();
     const type *passed_type(const clang::ParmVarDecl *p);
+    const type *body_type(const clang::ParmVarDecl *p);
     const type *flexible_type(const clang::VarDecl *v, const type *t);
 
     // --- initialisers (init.cpp)
@@ -150,7 +178,6 @@ private:
     struct image;
     struct image_cell;
     struct dynamic_part;
-    using target_maker = std::function<node *()>;
     void place(image &img, const type *t, const clang::Expr *init, std::uint32_t offset,
                const target_maker &target);
     void place_scalar(image &img, const type *t, const clang::Expr *init, std::uint32_t offset,
@@ -160,6 +187,7 @@ private:
     void split_string(image &img, const type *t, std::uint32_t offset);
     void place_record(image &img, const type *t, const clang::InitListExpr *list,
                       std::uint32_t offset, const target_maker &target);
+    void not_constant(image &img, const clang::Expr *init);
     void place_bits(image &img, const member &m, std::int64_t value, std::uint32_t offset);
     void check_designators(const clang::InitListExpr *list);
     std::vector<node *> image_trees(const image &img, std::uint32_t size_bits);
@@ -194,6 +222,8 @@ private:
     node *conditional(const clang::Expr *cond, const clang::Expr *a, const clang::Expr *b,
                       clang::QualType qt);
     node *member_ref(const clang::MemberExpr *e);
+    bool is_pointer_to_object(const clang::VarDecl *v);
+    node *variable_ref(const clang::VarDecl *v);
     node *decl_ref(const clang::DeclRefExpr *e);
     node *compound_literal(const clang::CompoundLiteralExpr *e);
     node *string_address(const clang::StringLiteral *s);
@@ -209,6 +239,100 @@ private:
     node *overflow_call(const clang::CallExpr *e, symbol *helper);
     node *va_start(const clang::CallExpr *e);
     node *va_arg(const clang::VAArgExpr *e);
+
+    // --- classes (cpp_classes.cpp)
+    struct virtual_slot {
+        const clang::CXXMethodDecl *method;
+        bool deleting; // the destructor that gives the memory back
+    };
+    struct table_part {
+        std::vector<const clang::CXXRecordDecl *> path;
+        const clang::CXXRecordDecl *owner;
+        unsigned first;
+    };
+    bool in_cpp() const { return mangler_ != nullptr; }
+    const clang::CXXRecordDecl *primary_base(const clang::CXXRecordDecl *c);
+    void add_base_members(const clang::CXXRecordDecl *c, type &record);
+    const type *slot_type();
+    const member &base_member(const clang::CXXRecordDecl *c, const clang::CXXRecordDecl *base);
+    node *base_lvalue(node *object_lv, const clang::CXXRecordDecl *c, class_path path);
+    std::uint32_t base_offset(const clang::CXXRecordDecl *c, class_path path); // units
+    std::vector<const clang::CXXRecordDecl *> cast_path(const clang::CastExpr *e);
+    const std::vector<virtual_slot> &slots(const clang::CXXRecordDecl *c);
+    unsigned slot_of(const clang::CXXMethodDecl *m, bool deleting);
+    void collect_tables(const clang::CXXRecordDecl *c,
+                        std::vector<const clang::CXXRecordDecl *> path,
+                        std::vector<table_part> &parts, unsigned &next);
+    symbol *final_overrider(const clang::CXXRecordDecl *whole, class_path path,
+                            const virtual_slot &slot);
+    symbol *thunk(symbol *target, std::uint32_t back);
+    symbol *vtable(const clang::CXXRecordDecl *c);
+    node *vtable_pointer(node *object_lv, const clang::CXXRecordDecl *c);
+    void set_vtables(const clang::CXXRecordDecl *c);
+    node *virtual_function(node *object_lv, const clang::CXXMethodDecl *m, bool deleting);
+
+    // --- functions and objects of C++ (cpp_functions.cpp)
+    void mark_cpp(symbol *s);
+    std::string linkage_name(clang::GlobalDecl decl);
+    std::string function_name(const clang::FunctionDecl *f);
+    bool by_address(clang::QualType qt); // passed by the address of an object
+    const type *machine_function(const type *written, clang::QualType result,
+                                 llvm::ArrayRef<clang::QualType> params);
+    const type *with_this(const type *function, const clang::CXXMethodDecl *m);
+    bool is_instance_method(const clang::FunctionDecl *f);
+    node *this_object();
+    const clang::CXXDestructorDecl *needed_destructor(clang::QualType qt);
+    node *destructor_call(node *object_lv, const clang::CXXDestructorDecl *d);
+    void for_elements(const type *t, const target_maker &target, bool backwards,
+                      const std::function<void(const target_maker &)> &action);
+    void destroy(const type *t, const target_maker &target, const clang::CXXDestructorDecl *d);
+    void leave_scope(std::size_t mark);
+    void destroy_down_to(std::size_t mark);
+    void add_temporary_cleanup(symbol *object, const clang::CXXDestructorDecl *d);
+    void destroy_temporaries(std::size_t mark);
+    void hidden_params(const clang::FunctionDecl *f);
+    void constructor_prologue(const clang::CXXConstructorDecl *c);
+    void initialise_member(const clang::CXXCtorInitializer *init,
+                           const std::function<void(node *)> &emit);
+    void initialise(clang::QualType qt, const type *t, const clang::Expr *value,
+                    const target_maker &target, const std::function<void(node *)> &emit);
+    void destructor_epilogue(const clang::CXXDestructorDecl *d);
+    symbol *deleting_destructor(const clang::CXXDestructorDecl *d);
+    void static_invoker(const clang::CXXMethodDecl *m);
+    void enter_lambda(const clang::CXXMethodDecl *m);
+    bool is_static_image(const type *t, const clang::Expr *init);
+    bool constant_object(const clang::VarDecl *v, symbol *s);
+    void cpp_static_object(const clang::VarDecl *v, symbol *s);
+    void guarded_static(const clang::VarDecl *v, symbol *s);
+    void write_start_function();
+    void start_object(const clang::VarDecl *v, symbol *s);
+    node *register_at_exit(symbol *object_symbol, const clang::CXXDestructorDecl *d);
+
+    // --- expressions of C++ (cpp_expr.cpp)
+    node *argument(const clang::Expr *e);
+    node *call_pointer(node *callee, const std::vector<node *> &args, clang::SourceLocation at);
+    node *constructor_call(node *object_lv, const clang::CXXConstructExpr *e);
+    void construct(const target_maker &target, const clang::Expr *value,
+                   const std::function<void(node *)> &emit);
+    node *zero_object(const type *t);
+    node *class_value(const clang::Expr *e);
+    node *bound_temporary(const clang::Expr *e, const clang::ValueDecl *extended);
+    node *copy_assignment(const clang::CallExpr *e);
+    node *call_into(const clang::CallExpr *e, node *result_to);
+    node *method_callee(const clang::CXXMethodDecl *m, node *object_lv, bool qualified,
+                        std::vector<node *> &args);
+    node *release_memory(node *pointer, const clang::FunctionDecl *op);
+    node *new_object(const clang::CXXNewExpr *e);
+    void new_elements(const clang::CXXNewExpr *e, symbol *at, symbol *count);
+    node *delete_object(const clang::CXXDeleteExpr *e);
+    node *class_conversion(const clang::CastExpr *e);
+    const clang::CXXRecordDecl *class_of(const clang::Expr *e);
+    node *moved_pointer(node *pointer, const type *to, std::int64_t offset, bool may_be_null);
+    node *cpp_rvalue(const clang::Expr *e);
+    node *with_cleanups(const clang::ExprWithCleanups *e);
+    node *cpp_lvalue(const clang::Expr *e);
+    node *value_of_assignment(const clang::Expr *e);
+    node *reread(node *stored);
 
     // --- trees (trees.cpp)
     node *make(int op, const type *t, node *l = nullptr, node *r = nullptr) {
@@ -261,7 +385,9 @@ private:
     unsigned label_value(const clang::LabelDecl *decl); // what its address is
     void computed_goto(const clang::IndirectGotoStmt *s);
     void loop(const clang::Expr *cond, const clang::Stmt *step, const clang::Stmt *body,
-              clang::SourceLocation at, bool test_first);
+              clang::SourceLocation at, bool test_first, const clang::Stmt *first = nullptr);
+    void if_statement(const clang::IfStmt *s);
+    void range_loop(const clang::CXXForRangeStmt *s);
     void switch_statement(const clang::SwitchStmt *s);
     void return_statement(const clang::ReturnStmt *s);
     void asm_statement(const clang::AsmStmt *s);
@@ -296,6 +422,17 @@ private:
     std::unordered_map<symbol *, const type *> flexible_;    // objects with their declared types
     std::unordered_map<const clang::OpaqueValueExpr *, symbol *> opaque_; // values at hand
     std::vector<const clang::FunctionDecl *> pending_; // functions to be defined on demand
+
+    // C++ only.
+    std::unique_ptr<clang::ItaniumMangleContext> mangler_;
+    std::map<std::pair<const clang::CXXRecordDecl *, const clang::CXXRecordDecl *>, unsigned>
+        base_indices_; // into members, by class and base
+    std::map<const clang::CXXRecordDecl *, std::vector<virtual_slot>> slots_;
+    std::map<const clang::CXXRecordDecl *, symbol *> vtables_;
+    std::map<std::pair<symbol *, std::uint32_t>, symbol *> thunks_;
+    std::map<const clang::CXXDestructorDecl *, symbol *> deleting_;
+    std::vector<const clang::Decl *> dynamic_; // what runs before main, in order
+    unsigned specialisations_ = 0;             // of class templates, for their names
     std::set<std::string> global_names_;
     unsigned hidden_ = 0;
     function_state *fn_ = nullptr; // null outside functions

@@ -28,6 +28,8 @@ struct translator::image {
     std::vector<dynamic_part> parts; // automatic objects only
     std::uint32_t covered = 0;       // bits that `parts` give a value
     bool overlaps = false;           // a later part may lie in an earlier one
+    bool probing = false;            // only to see whether it is constant
+    bool variable = false;           // it is not
 };
 
 static const Expr *bare(const Expr *e) {
@@ -37,6 +39,10 @@ static const Expr *bare(const Expr *e) {
             e = c->getSubExpr();
         else if (const auto *w = dyn_cast<ExprWithCleanups>(e))
             e = w->getSubExpr();
+        else if (const auto *d = dyn_cast<CXXDefaultInitExpr>(e))
+            e = d->getExpr();
+        else if (const auto *b = dyn_cast<CXXBindTemporaryExpr>(e))
+            e = b->getSubExpr();
         else
             return e;
     }
@@ -58,10 +64,22 @@ void translator::place_bits(image &img, const member &m, std::int64_t value, std
     }
 }
 
+void translator::not_constant(image &img, const Expr *init) {
+    img.variable = true;
+    if (!img.probing) refuse(init->getBeginLoc(), "a static initialiser that is not constant");
+}
+
 void translator::place_scalar(image &img, const type *t, const Expr *init, std::uint32_t offset,
                               const target_maker &target) {
     constant v;
-    bool known = evaluate(init, v) && convert(v, t);
+    bool known = false;
+    if (in_cpp() && init->isGLValue()) { // a reference
+        known = evaluate_lvalue(init, v);
+        if (known) v.ctype = types_.pointer(v.ctype);
+    } else {
+        known = evaluate(init, v);
+    }
+    known = known && convert(v, t);
     if (img.automatic) {
         img.parts.push_back({t, init, target, known});
         img.covered += strip(t)->size;
@@ -69,7 +87,7 @@ void translator::place_scalar(image &img, const type *t, const Expr *init, std::
     if (known)
         img.cells[units(offset)] = {units(strip(t)->size), {constant_tree(v, t)}};
     else if (!img.automatic)
-        refuse(init->getBeginLoc(), "a static initialiser that is not constant");
+        not_constant(img, init);
 }
 
 void translator::place_string(image &img, const type *t, const StringLiteral *s,
@@ -128,8 +146,13 @@ void translator::place_record(image &img, const type *t, const InitListExpr *lis
         if (known)
             place_bits(img, *m, v.value, offset);
         else if (!img.automatic)
-            refuse(init->getBeginLoc(), "a static initialiser that is not constant");
+            not_constant(img, init);
     };
+    if (const auto *c = dyn_cast<CXXRecordDecl>(record_decls_[record]->getDefinition());
+        c && c->getNumBases() && list->getNumInits()) {
+        refuse(list->getBeginLoc(), "a list that initialises base classes");
+        return;
+    }
     if (record->is_union) {
         if (const FieldDecl *field = list->getInitializedFieldInUnion())
             if (list->getNumInits() > 0) place_member(field, list->getInit(0));
@@ -184,20 +207,26 @@ void translator::place(image &img, const type *t, const Expr *init, std::uint32_
         if (!list) {
             if (const auto *literal = dyn_cast<CompoundLiteralExpr>(init))
                 return place(img, t, literal->getInitializer(), offset, target);
-            refuse(init->getBeginLoc(), "this initialiser of an array");
+            if (img.probing)
+                img.variable = true;
+            else
+                refuse(init->getBeginLoc(), "this initialiser of an array");
             return;
         }
         const type *element = element_of(t);
         std::uint32_t size = strip(element)->size;
         const unsigned count = inner->complete ? inner->count : list->getNumInits();
-        for (unsigned i = 0; i < list->getNumInits() && i < count; ++i) {
+        const Expr *filler = in_cpp() ? list->getArrayFiller() : nullptr; // of the rest
+        if (filler && isa<ImplicitValueInitExpr>(filler)) filler = nullptr;
+        for (unsigned i = 0; (filler || i < list->getNumInits()) && i < count; ++i) {
             target_maker part = [this, target, i, size] {
                 node *array = target();
                 node *p = make(OP::PCONV, decayed(array->ntype), address_of(array));
                 if (i) p = make(OP::PLUS, p->ntype, p, icon(i * units(size)));
                 return deref(p);
             };
-            place(img, element, list->getInit(i), offset + i * size, part);
+            const Expr *value = i < list->getNumInits() ? list->getInit(i) : filler;
+            place(img, element, value, offset + i * size, part);
         }
         return;
     }
@@ -206,11 +235,15 @@ void translator::place(image &img, const type *t, const Expr *init, std::uint32_
         const Expr *source = init->IgnoreParenImpCasts();
         if (const auto *literal = dyn_cast<CompoundLiteralExpr>(source); literal && !img.automatic)
             return place(img, t, literal->getInitializer(), offset, target);
+        const auto *made = dyn_cast<CXXConstructExpr>(source);
+        if (made && made->getConstructor()->isTrivial() && made->getNumArgs() == 0 &&
+            !img.automatic)
+            return;
         if (img.automatic) {
             img.parts.push_back({t, init, target, false});
             img.covered += inner->size;
         } else {
-            refuse(init->getBeginLoc(), "a static initialiser that is not constant");
+            not_constant(img, init);
         }
         return;
     }
@@ -262,6 +295,13 @@ void translator::static_init(symbol *s, const Expr *init) {
     fn_ = outer;
 }
 
+bool translator::is_static_image(const type *t, const Expr *init) {
+    image img;
+    img.probing = true;
+    place(img, t, init, 0, [this] { return icon(0); });
+    return !img.variable;
+}
+
 // Gives the assignments that initialise an automatic object to `emit`, in their order.
 void translator::auto_init(const type *t, const Expr *init, const target_maker &target,
                            const std::function<void(node *)> &emit) {
@@ -270,8 +310,9 @@ void translator::auto_init(const type *t, const Expr *init, const target_maker &
     const type *inner = strip(t);
     bool aggregate = inner->kind == tkind::array || inner->kind == tkind::record;
     auto store = [&](const target_maker &to, const type *part, const Expr *value) {
+        if (in_cpp() && is_record(part)) return construct(to, value, emit);
         node *place_tree = to();
-        node *source = rvalue(value);
+        node *source = argument(value);
         emit(assign(place_tree, convert_tree(source, part)));
     };
     if (!aggregate) {
@@ -283,6 +324,21 @@ void translator::auto_init(const type *t, const Expr *init, const target_maker &
         return;
     }
     if (inner->kind == tkind::record && !isa<InitListExpr>(init)) return store(target, t, init);
+    if (inner->kind == tkind::array && in_cpp()) {
+        if (const auto *c = dyn_cast<CXXConstructExpr>(init)) {
+            if (!c->getConstructor()->isTrivial() || c->requiresZeroInitialization())
+                for_elements(t, target, false,
+                             [&](const target_maker &one) { construct(one, c, emit); });
+            return;
+        }
+        if (const auto *c = dyn_cast<ArrayInitLoopExpr>(init)) {
+            if (by_address(context_.getBaseElementType(c->getType()))) {
+                refuse(c->getBeginLoc(), "a copy of an array of such objects");
+                return;
+            }
+            return emit(assign(target(), lvalue(c->getCommonExpr()->getSourceExpr())));
+        }
+    }
     image img;
     img.automatic = true;
     place(img, t, init, 0, target);

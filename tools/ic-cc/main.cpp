@@ -26,8 +26,10 @@ using namespace clang;
 namespace {
 
 constexpr const char *header_folder = "/ic-cc/include"; // exists in memory only
+constexpr const char *cpp_header_folder = "/ic-cc/include/c++";
 constexpr const char *usage =
-    "Usage: ic-cc [options] file.c\n"
+    "Usage: ic-cc [options] file\n"
+    "The file is C, or C++ when its name ends in .cpp, .cc, .cxx or .C.\n"
     "  -o file            write to this file (default: the source's name with .ic)\n"
     "  -I dir             look for included files here\n"
     "  -D name[=value]    define a macro\n"
@@ -152,17 +154,27 @@ IntrusiveRefCntPtr<llvm::vfs::FileSystem> file_system() {
     return all;
 }
 
+bool is_cpp_source(llvm::StringRef file) {
+    return file.endswith(".cpp") || file.endswith(".cc") || file.endswith(".cxx") ||
+           file.endswith(".C");
+}
+
 void set_options(CompilerInstance &ci, const command_line &c) {
     LangOptions &lang = ci.getLangOpts();
     std::vector<std::string> unused;
-    CompilerInvocation::setLangDefaults(lang, Language::C, llvm::Triple("unknown-unknown-none"),
-                                        unused, LangStandard::lang_gnu11);
+    const bool is_cpp = is_cpp_source(c.input);
+    CompilerInvocation::setLangDefaults(
+        lang, is_cpp ? Language::CXX : Language::C, llvm::Triple("unknown-unknown-none"), unused,
+        is_cpp ? LangStandard::lang_gnucxx17 : LangStandard::lang_gnu11);
+    lang.CXXExceptions = lang.Exceptions = is_cpp;
+    lang.DoubleSquareBracketAttributes = lang.CXXOperatorNames = is_cpp;
     lang.NoBuiltin = false;
     HeaderSearchOptions &headers = ci.getHeaderSearchOpts();
     headers.UseBuiltinIncludes = headers.UseStandardSystemIncludes = false;
     headers.UseStandardCXXIncludes = false;
     for (const std::string &dir : c.includes)
         headers.AddPath(dir, frontend::Angled, false, true);
+    if (is_cpp) headers.AddPath(cpp_header_folder, frontend::System, false, true);
     headers.AddPath(header_folder, frontend::System, false, true);
     PreprocessorOptions &pp = ci.getPreprocessorOpts();
     auto redefine = [&pp](const char *name, const char *value) {

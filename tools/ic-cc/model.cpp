@@ -163,7 +163,7 @@ bool is_plain_or_signed_char(const type *t) {
 // its declared type, from the low end, and starts a new unit when it would cross the end of one.
 bool lay_out(type &record) {
     std::uint64_t cursor = 0, end = 0;
-    std::uint32_t align = unit_bits;
+    std::uint32_t align = record.align;
     auto round_up = [](std::uint64_t v, std::uint64_t to) { return (v + to - 1) / to * to; };
     std::vector<member> kept;
     for (member &m : record.members) {
@@ -174,7 +174,7 @@ bool lay_out(type &record) {
             continue;
         }
         if (!m.is_bitfield)
-            cursor = round_up(cursor, t->align);
+            cursor = round_up(cursor, std::max(t->align, m.align));
         else if (cursor / t->size != (cursor + m.width - 1) / t->size)
             cursor = round_up(cursor, t->size);
         m.offset = static_cast<std::uint32_t>(cursor);
@@ -182,7 +182,7 @@ bool lay_out(type &record) {
         end = std::max(end, cursor);
         if (end > 65536u * unit_bits) return false;
         if (m.is_bitfield && m.name.empty()) continue; // padding
-        align = std::max(align, t->align);
+        align = std::max({align, t->align, m.align});
         m.index = static_cast<unsigned>(kept.size()) + 1;
         kept.push_back(m);
     }

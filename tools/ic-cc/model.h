@@ -62,6 +62,7 @@ struct member {
     unsigned index = 0; // 1-based
     std::uint32_t offset = 0;
     std::uint32_t width = 0; // of a bit-field
+    std::uint32_t align = 0; // when above the type's
     bool is_bitfield = false;
     position pos;
 };
@@ -151,6 +152,7 @@ inline std::uint32_t units(std::uint32_t bits) {
     return bits / unit_bits;
 }
 // Gives a record its members' offsets, its size and alignment; false when it is larger than memory.
+// Its alignment is at least the one that it has before.
 bool lay_out(type &record);
 
 struct pragma {

@@ -71,6 +71,8 @@ unsigned translator::label_value(const LabelDecl *decl) {
 
 // A switch over all labels whose address the function takes.
 void translator::computed_goto(const IndirectGotoStmt *s) {
+    if (!fn_->cleanups.empty())
+        refuse(s->getGotoLoc(), "a computed goto where objects wait for their destructors");
     if (const LabelDecl *known = s->getConstantTarget())
         return add_branch(label_of(known), s->getGotoLoc());
     if (fn_->taken_labels.empty()) {
@@ -104,8 +106,10 @@ bool translator::has_declarations(const CompoundStmt *s) {
 void translator::compound(const CompoundStmt *s, bool own_scope) {
     bool block = own_scope && !fn_->collecting && has_declarations(s);
     if (block) open_block(s->getLBracLoc());
+    const std::size_t mark = fn_->cleanups.size();
     for (const Stmt *child : s->body())
         statement(child);
+    leave_scope(mark);
     if (block) close_block(s->getRBracLoc());
 }
 
@@ -121,6 +125,11 @@ void translator::declaration_statement(const DeclStmt *s) {
 void translator::expression_statement(const Expr *e) {
     e = e->IgnoreParens();
     SourceLocation at = e->getBeginLoc();
+    if (const auto *w = dyn_cast<ExprWithCleanups>(e)) {
+        const std::size_t mark = fn_->temporaries_alive.size();
+        add_tree(discarded(w->getSubExpr()), at);
+        return destroy_temporaries(mark);
+    }
     if (const auto *c = dyn_cast<CastExpr>(e); c && c->getCastKind() == CK_ToVoid)
         return expression_statement(c->getSubExpr());
     if (const auto *b = dyn_cast<BinaryOperator>(e)) {
@@ -165,7 +174,7 @@ void translator::loop_pragmas(SourceLocation at) {
 
 // A loop tests at its end; one that tests first is guarded by the same test before it.
 void translator::loop(const Expr *cond, const Stmt *step, const Stmt *body, SourceLocation at,
-                      bool test_first) {
+                      bool test_first, const Stmt *first) {
     bool always = !cond, known;
     bool never = false;
     if (cond && evaluate_truth(cond, known)) (known ? always : never) = true;
@@ -175,11 +184,22 @@ void translator::loop(const Expr *cond, const Stmt *step, const Stmt *body, Sour
     if (test_first && !always) add_cond_branch(condition(cond), end, cond->getBeginLoc());
     loop_pragmas(at);
     if (!test_at_top && (!never || test_first)) add_label(top);
+    const std::size_t mark = fn_->cleanups.size();
     fn_->break_labels.push_back(end);
+    fn_->break_marks.push_back(mark);
     fn_->continue_labels.push_back(next);
+    fn_->continue_marks.push_back(mark);
+    if (first) {
+        open_block(at);
+        statement(first);
+    }
     statement(body);
+    leave_scope(mark);
+    if (first) close_block(at);
     fn_->break_labels.pop_back();
+    fn_->break_marks.pop_back();
     fn_->continue_labels.pop_back();
+    fn_->continue_marks.pop_back();
     add_label(next);
     if (step) expression_statement(cast<Expr>(step));
     if (always || test_at_top)
@@ -189,9 +209,54 @@ void translator::loop(const Expr *cond, const Stmt *step, const Stmt *body, Sour
     add_label(end);
 }
 
+// for (declaration : range), in the parts that clang has made of it.
+void translator::range_loop(const CXXForRangeStmt *s) {
+    const SourceLocation at = s->getBeginLoc();
+    open_block(at);
+    const std::size_t mark = fn_->cleanups.size();
+    statement(s->getInit());
+    statement(s->getRangeStmt());
+    statement(s->getBeginStmt());
+    statement(s->getEndStmt());
+    loop(s->getCond(), s->getInc(), s->getBody(), at, true, s->getLoopVarStmt());
+    leave_scope(mark);
+    close_block(s->getEndLoc());
+}
+
+void translator::if_statement(const IfStmt *s) {
+    const SourceLocation at = s->getBeginLoc();
+    if (s->isConstexpr()) {
+        bool known = false;
+        if (!s->getCond()->isValueDependent() && evaluate_truth(s->getCond(), known))
+            return statement(known ? s->getThen() : s->getElse());
+    }
+    const bool block = s->getInit() || s->getConditionVariable();
+    const std::size_t mark = fn_->cleanups.size();
+    if (block) open_block(at);
+    statement(s->getInit());
+    if (s->getConditionVariable()) local_variable(s->getConditionVariable());
+    unsigned other = new_label();
+    add_cond_branch(condition(s->getCond()), other, at);
+    statement(s->getThen());
+    if (s->getElse()) {
+        unsigned end = new_label();
+        add_branch(end, at);
+        add_label(other);
+        statement(s->getElse());
+        add_label(end);
+    } else {
+        add_label(other);
+    }
+    leave_scope(mark);
+    if (block) close_block(s->getEndLoc());
+}
+
 void translator::switch_statement(const SwitchStmt *s) {
-    if (s->getInit() || s->getConditionVariable())
-        refuse(s->getBeginLoc(), "a declaration in a switch");
+    const bool block = s->getInit() || s->getConditionVariable();
+    const std::size_t mark = fn_->cleanups.size();
+    if (block) open_block(s->getBeginLoc());
+    statement(s->getInit());
+    if (s->getConditionVariable()) local_variable(s->getConditionVariable());
     constexpr std::int64_t widest_range = 1024;
     node *value = rvalue(s->getCond());
     const type *t = strip(value->ntype);
@@ -248,24 +313,38 @@ void translator::switch_statement(const SwitchStmt *s) {
     add_tree(tree, s->getBeginLoc());
     fn_->reachable = false;
     fn_->break_labels.push_back(end);
+    fn_->break_marks.push_back(fn_->cleanups.size());
     statement(s->getBody());
     fn_->break_labels.pop_back();
+    fn_->break_marks.pop_back();
     add_label(end);
+    leave_scope(mark);
+    if (block) close_block(s->getEndLoc());
 }
 
 void translator::return_statement(const ReturnStmt *s) {
     SourceLocation at = s->getBeginLoc();
     node *f = name(fn_->body.sym);
     const Expr *e = s->getRetValue();
-    if (e && !e->getType()->isVoidType()) {
+    node *value = nullptr;
+    if (fn_->result_copy && e) {
+        const std::size_t mark = fn_->temporaries_alive.size();
+        construct([this] { return deref(name(fn_->result_copy)); }, e,
+                  [this, at](node *n) { add_tree(n, at); });
+        destroy_temporaries(mark);
+    } else if (e && !e->getType()->isVoidType()) {
         const type *result = unqualified(complete(strip(fn_->body.sym->stype)->base));
-        node *value = rvalue(e);
-        value = convert_tree(value, result);
-        add_tree(make(OP::RETURN, value->ntype, f, value), at);
-    } else {
-        if (e) expression_statement(e);
-        add_tree(make(OP::URETURN, types_.void_(), f), at);
+        value = convert_tree(argument(e), result);
+        if (!fn_->cleanups.empty()) value = settled(value);
+    } else if (e) {
+        expression_statement(e);
     }
+    destroy_down_to(0);
+    if (fn_->return_label) return add_branch(fn_->return_label, at);
+    if (value)
+        add_tree(make(OP::RETURN, value->ntype, f, value), at);
+    else
+        add_tree(make(OP::URETURN, types_.void_(), f), at);
     fn_->reachable = false;
 }
 
@@ -296,22 +375,13 @@ void translator::statement(const Stmt *s) {
     case Stmt::CompoundStmtClass: return compound(cast<CompoundStmt>(s), true);
     case Stmt::DeclStmtClass: return declaration_statement(cast<DeclStmt>(s));
     case Stmt::AttributedStmtClass: return statement(cast<AttributedStmt>(s)->getSubStmt());
-    case Stmt::IfStmtClass: {
-        const auto *x = cast<IfStmt>(s);
-        unsigned other = new_label();
-        add_cond_branch(condition(x->getCond()), other, at);
-        statement(x->getThen());
-        if (x->getElse()) {
-            unsigned end = new_label();
-            add_branch(end, at);
-            add_label(other);
-            statement(x->getElse());
-            return add_label(end);
-        }
-        return add_label(other);
-    }
+    case Stmt::IfStmtClass: return if_statement(cast<IfStmt>(s));
     case Stmt::WhileStmtClass: {
         const auto *x = cast<WhileStmt>(s);
+        if (x->getConditionVariable()) {
+            refuse(at, "a declaration in the condition of a loop");
+            return;
+        }
         return loop(x->getCond(), nullptr, x->getBody(), at, true);
     }
     case Stmt::DoStmtClass: {
@@ -320,10 +390,16 @@ void translator::statement(const Stmt *s) {
     }
     case Stmt::ForStmtClass: {
         const auto *x = cast<ForStmt>(s);
+        if (x->getConditionVariable()) {
+            refuse(at, "a declaration in the condition of a loop");
+            return;
+        }
         bool block = x->getInit() && isa<DeclStmt>(x->getInit());
+        const std::size_t mark = fn_->cleanups.size();
         if (block) open_block(at);
         statement(x->getInit());
         loop(x->getCond(), x->getInc(), x->getBody(), at, true);
+        leave_scope(mark);
         if (block) close_block(x->getEndLoc());
         return;
     }
@@ -336,12 +412,21 @@ void translator::statement(const Stmt *s) {
     }
     case Stmt::LabelStmtClass: {
         const auto *x = cast<LabelStmt>(s);
+        if (!fn_->cleanups.empty()) refuse(at, "a label where objects wait for their destructors");
         add_label(label_of(x->getDecl()));
         return statement(x->getSubStmt());
     }
-    case Stmt::GotoStmtClass: return add_branch(label_of(cast<GotoStmt>(s)->getLabel()), at);
-    case Stmt::BreakStmtClass: return add_branch(fn_->break_labels.back(), at);
-    case Stmt::ContinueStmtClass: return add_branch(fn_->continue_labels.back(), at);
+    case Stmt::GotoStmtClass:
+        destroy_down_to(0); // a label has nothing to destroy
+        return add_branch(label_of(cast<GotoStmt>(s)->getLabel()), at);
+    case Stmt::BreakStmtClass:
+        destroy_down_to(fn_->break_marks.back());
+        return add_branch(fn_->break_labels.back(), at);
+    case Stmt::ContinueStmtClass:
+        destroy_down_to(fn_->continue_marks.back());
+        return add_branch(fn_->continue_labels.back(), at);
+    case Stmt::CXXForRangeStmtClass: return range_loop(cast<CXXForRangeStmt>(s));
+    case Stmt::CXXTryStmtClass: refuse(at, "'try'"); return;
     case Stmt::ReturnStmtClass: return return_statement(cast<ReturnStmt>(s));
     case Stmt::GCCAsmStmtClass:
     case Stmt::MSAsmStmtClass: return asm_statement(cast<AsmStmt>(s));

@@ -2,6 +2,8 @@
 // that array bounds are worked out anew; a type that clang made up is followed by its structure.
 #include "tools/ic-cc/ic_cc.h"
 
+#include "clang/AST/DeclTemplate.h"
+
 using namespace clang;
 
 const type *translator::conv_builtin(const BuiltinType *bt) {
@@ -23,6 +25,12 @@ const type *translator::conv_builtin(const BuiltinType *bt) {
     case BuiltinType::Float: return types_.floating(0);
     case BuiltinType::Double: return types_.floating(1);
     case BuiltinType::LongDouble: return types_.floating(2);
+    case BuiltinType::WChar_S:
+    case BuiltinType::WChar_U: return types_.integer(ikind::short_);
+    case BuiltinType::Char8: return types_.integer(ikind::uchar);
+    case BuiltinType::Char16: return types_.integer(ikind::ushort_);
+    case BuiltinType::Char32: return types_.uint();
+    case BuiltinType::NullPtr: return types_.pointer(types_.void_());
     default: return nullptr;
     }
 }
@@ -40,6 +48,8 @@ const type *translator::conv(QualType qt) {
     if (const auto *t = dyn_cast<BuiltinType>(ty))
         if (const type *known = conv_builtin(t)) return known;
     if (const auto *t = dyn_cast<PointerType>(ty)) return types_.pointer(conv(t->getPointeeType()));
+    if (const auto *t = dyn_cast<ReferenceType>(ty))
+        return types_.pointer(conv(t->getPointeeType()));
     if (const auto *t = dyn_cast<TypedefType>(ty)) return conv_named(t->getDecl());
     if (const auto *t = dyn_cast<RecordType>(ty)) return conv_record(t->getDecl());
     if (const auto *t = dyn_cast<EnumType>(ty)) return conv_enum(t->getDecl());
@@ -51,9 +61,12 @@ const type *translator::conv(QualType qt) {
         return types_.array(complete(conv(t->getElementType())), 0, false);
     if (const auto *t = dyn_cast<FunctionProtoType>(ty)) {
         std::vector<const type *> params;
-        for (QualType p : t->param_types())
+        for (QualType p : t->getParamTypes())
             params.push_back(unqualified(conv(p)));
-        return types_.function(conv(t->getReturnType()), std::move(params), t->isVariadic(), true);
+        const type *written =
+            types_.function(conv(t->getReturnType()), std::move(params), t->isVariadic(), true);
+        return in_cpp() ? machine_function(written, t->getReturnType(), t->getParamTypes())
+                        : written;
     }
     if (const auto *t = dyn_cast<FunctionNoProtoType>(ty))
         return types_.function(conv(t->getReturnType()), {}, false, false);
@@ -68,6 +81,7 @@ const type *translator::conv(TypeLoc tl) {
         return types_.qualified(conv(q.getUnqualifiedLoc()),
                                 qualifier_bits(tl.getType().getLocalQualifiers()));
     if (auto t = tl.getAs<PointerTypeLoc>()) return types_.pointer(conv(t.getPointeeLoc()));
+    if (auto t = tl.getAs<ReferenceTypeLoc>()) return types_.pointer(conv(t.getPointeeLoc()));
     if (auto t = tl.getAs<ArrayTypeLoc>()) return conv_array(t);
     if (auto t = tl.getAs<FunctionTypeLoc>()) return conv_function(t);
     if (auto t = tl.getAs<ParenTypeLoc>()) return conv(t.getInnerLoc());
@@ -78,7 +92,8 @@ const type *translator::conv(TypeLoc tl) {
     if (auto t = tl.getAs<TypeOfTypeLoc>()) return conv(t.getUnderlyingTInfo()->getTypeLoc());
     if (auto t = tl.getAs<TypeOfExprTypeLoc>()) return expr_type(t.getUnderlyingExpr());
     const Type *ty = tl.getTypePtr();
-    if (isa<ComplexType, VectorType, AtomicType, BlockPointerType, BitIntType>(ty)) {
+    if (isa<ComplexType, VectorType, AtomicType, BlockPointerType, BitIntType, MemberPointerType>(
+            ty)) {
         refuse(tl.getBeginLoc(), "the type '" + tl.getType().getAsString() + "'");
         return types_.int_();
     }
@@ -117,8 +132,11 @@ const type *translator::conv_function(FunctionTypeLoc tl) {
     if (proto)
         for (ParmVarDecl *p : tl.getParams())
             params.push_back(p ? unqualified(decl_type(p)) : types_.int_());
-    return types_.function(result, std::move(params), proto && proto->isVariadic(),
-                           proto != nullptr);
+    const type *written =
+        types_.function(result, std::move(params), proto && proto->isVariadic(), proto != nullptr);
+    return in_cpp() && proto
+               ? machine_function(written, proto->getReturnType(), proto->getParamTypes())
+               : written;
 }
 
 const type *translator::conv_named(const TypedefNameDecl *decl) {
@@ -141,7 +159,10 @@ type *translator::conv_record(const RecordDecl *decl) {
     auto [place, is_new] = records_.try_emplace(decl, nullptr);
     if (is_new) {
         const RecordDecl *definition = decl->getDefinition();
-        place->second = types_.record(decl->getName(), decl->isUnion(),
+        std::string own_name = decl->getName().str();
+        if (isa<ClassTemplateSpecializationDecl>(decl))
+            own_name += "$" + std::to_string(++specialisations_);
+        place->second = types_.record(own_name, decl->isUnion(),
                                       pos((definition ? definition : decl)->getLocation()));
         record_order_.push_back(decl);
         record_decls_[place->second] = decl;
@@ -161,12 +182,49 @@ const type *translator::conv_enum(const EnumDecl *decl) {
         list.push_back({c->getName().str(), enumerator_value(c), pos(c->getLocation())});
         any_negative |= list.back().value < 0;
     }
-    type *t =
-        types_.enumeration(definition->getName(), any_negative ? types_.int_() : types_.uint(),
-                           pos(definition->getLocation()));
+    const type *underlying = definition->isFixed() ? strip(conv(definition->getIntegerType()))
+                             : any_negative        ? types_.int_()
+                                                   : types_.uint();
+    type *t = types_.enumeration(definition->getName(), underlying, pos(definition->getLocation()));
     t->enumerators = std::move(list);
     enums_[decl] = t;
     return t;
+}
+
+// The alignment that the source asks for, in bits; 0 for none.
+std::uint32_t translator::written_alignment(const Decl *decl) {
+    constexpr std::int64_t greatest = 4096;
+    std::uint32_t bits = 0;
+    for (const auto *a : decl->specific_attrs<AlignedAttr>()) {
+        std::int64_t wanted = 2; // the greatest that any type needs
+        if (a->isAlignmentExpr() && a->getAlignmentExpr())
+            wanted = evaluate_integer(a->getAlignmentExpr()).value_or(0);
+        else if (!a->isAlignmentExpr() && a->getAlignmentType())
+            wanted = units(strip(conv(a->getAlignmentType()->getTypeLoc()))->align);
+        if (wanted < 0 || wanted > greatest || (wanted & (wanted - 1)) != 0)
+            refuse(decl->getLocation(), "this alignment");
+        else
+            bits = std::max(bits, static_cast<std::uint32_t>(wanted) * unit_bits);
+    }
+    return bits;
+}
+
+// Packing may not ask for more than what is so anyway: a scalar of two units lies at an even
+// address.
+void translator::check_packing(const RecordDecl *definition, const type &record) {
+    const auto *limit = definition->getAttr<MaxFieldAlignmentAttr>(); // in bits of clang's char
+    const bool limited = limit && limit->getAlignment() / 8 * unit_bits < record.align;
+    bool packs = definition->hasAttr<PackedAttr>() || limited;
+    for (const FieldDecl *f : definition->fields())
+        packs |= f->hasAttr<PackedAttr>();
+    if (!packs || record.is_union) return;
+    std::uint32_t end = 0;
+    bool gaps = false;
+    for (const member &m : record.members) {
+        gaps |= m.offset != end;
+        end = m.offset + (m.is_bitfield ? m.width : strip(m.mtype)->size);
+    }
+    if (gaps || end != record.size) refuse(definition->getLocation(), "a packed record with gaps");
 }
 
 const type *translator::complete(const type *t) {
@@ -176,16 +234,19 @@ const type *translator::complete(const type *t) {
     const RecordDecl *definition = decl->getDefinition();
     if (!definition || definition->isInvalidDecl()) return t;
     type *record = records_[decl];
-    if (definition->hasAttr<PackedAttr>() || definition->hasAttr<AlignedAttr>())
-        refuse(definition->getLocation(), "a record with a packing or alignment attribute");
+    record->align = std::max(unit_bits, written_alignment(definition));
+    unsigned own = 0; // index of the first member that the source declares
     if (record->members.empty()) {
+        if (const auto *c = dyn_cast<CXXRecordDecl>(definition)) {
+            add_base_members(c, *record);
+            own = static_cast<unsigned>(record->members.size());
+        }
         for (const FieldDecl *f : definition->fields()) {
             member m;
             m.name = f->getName();
             m.mtype = complete(decl_type(f));
             m.pos = pos(f->getLocation());
-            if (f->hasAttr<PackedAttr>() || f->hasAttr<AlignedAttr>())
-                refuse(f->getLocation(), "a member with a packing or alignment attribute");
+            m.align = written_alignment(f);
             if (f->isBitField()) {
                 m.is_bitfield = true;
                 std::int64_t width = evaluate_integer(f->getBitWidth()).value_or(1);
@@ -205,8 +266,10 @@ const type *translator::complete(const type *t) {
         refuse(definition->getLocation(), "a record larger than the machine's memory");
         record->complete = true;
     }
+    if (in_cpp() && record->size == 0) record->size = record->align; // objects differ in address
     for (unsigned i = 0; i < named.size(); ++i)
-        field_indices_[named[i]] = i;
+        field_indices_[named[i]] = own + i;
+    check_packing(definition, *record);
     return t;
 }
 
@@ -217,6 +280,7 @@ void translator::complete_all_records() {
 
 const type *translator::decl_type(const DeclaratorDecl *decl) {
     const TypeSourceInfo *info = decl->getTypeSourceInfo();
+    if (info && info->getType()->getContainedDeducedType()) info = nullptr; // it says auto
     const type *t = info && info->getTypeLoc().getBeginLoc().isValid() ? conv(info->getTypeLoc())
                                                                        : conv(decl->getType());
     if (isa<ParmVarDecl>(decl)) return complete(decayed(t));
@@ -238,7 +302,9 @@ const type *translator::function_type(const FunctionDecl *decl) {
             if (d->hasPrototype() && d->getTypeSourceInfo()) best = d;
         if (!best) best = decl;
     }
-    return decl_type(best);
+    const type *t = decl_type(best);
+    return in_cpp() && is_instance_method(decl) ? with_this(strip(t), cast<CXXMethodDecl>(decl))
+                                                : t;
 }
 
 const type *translator::value_type(QualType qt) {
@@ -304,6 +370,7 @@ const type *translator::expr_type(const Expr *e) {
     if (const auto *d = dyn_cast<DeclRefExpr>(e)) {
         if (const auto *f = dyn_cast<FunctionDecl>(d->getDecl())) return function_type(f);
         if (const auto *v = dyn_cast<VarDecl>(d->getDecl())) {
+            if (v->getType()->isReferenceType()) return conv(e->getType());
             if (isa<ParmVarDecl>(v)) return decl_type(v);
             const VarDecl *known = v->getDefinition() ? v->getDefinition() : v->getMostRecentDecl();
             return decl_type(known);
@@ -312,7 +379,8 @@ const type *translator::expr_type(const Expr *e) {
     if (const auto *m = dyn_cast<MemberExpr>(e)) {
         const type *record;
         if (const auto *f = dyn_cast<FieldDecl>(m->getMemberDecl()))
-            if (const member *found = find_member(f, &record)) return found->mtype;
+            if (const member *found = find_member(f, &record))
+                return f->getType()->isReferenceType() ? pointee(found->mtype) : found->mtype;
     }
     if (const auto *s = dyn_cast<ArraySubscriptExpr>(e)) {
         const type *t = strip(expr_type(s->getBase()->IgnoreParenImpCasts()));

@@ -64,6 +64,8 @@ int INTERPRETER::run(const std::vector<std::string> &words, std::uint32_t words_
             }
             arguments.push_back({words_address, 1});
         }
+        for (const std::uint32_t start : program_.starts)
+            call(PROGRAM::function_number(start), {});
         const std::uint32_t status = call(PROGRAM::function_number(program_.main), arguments);
         const bool has_status = code_.functions[program_.main].result.kind == SHAPE_KIND::number;
         run_exit_functions(*this);

@@ -176,6 +176,16 @@ std::uint32_t PROGRAM::string_address(std::string_view text) {
     return address;
 }
 
+// Whether a pragma of the symbol says so.
+static bool runs_before_main(const IF_MODEL &m, const IF_RECORD &symbol) {
+    constexpr std::int64_t in_init_array = 97;
+    const auto &records = m.sections[IF_GLOBALS].records;
+    for (const IF_RECORD *r = &symbol + 1;
+         r != records.data() + records.size() && r->tag == IF_TAG_pragma; ++r)
+        if (m.number(*r, 0) == in_init_array) return true;
+    return false;
+}
+
 // Functions with a body and objects that belong to the file.
 void PROGRAM::define_symbols(RUN_FILE &file, GLOBALS &globals) {
     const IF_MODEL &m = *file.model;
@@ -205,6 +215,8 @@ void PROGRAM::define_symbols(RUN_FILE &file, GLOBALS &globals) {
         RUN_FILE::SYMBOL &symbol = file.symbols[i];
         if (type.kind != TYPE_KIND::function && sc != SC_declared)
             symbol = {RUN_FILE::SYMBOL::object, add_object(type.units)};
+        if (symbol.kind == RUN_FILE::SYMBOL::function && runs_before_main(m, r))
+            starts.push_back(symbol.value);
         if (sc == SC_external && symbol.kind != RUN_FILE::SYMBOL::unresolved &&
             !globals.emplace(m.text(r, IF_SYM::name), symbol).second)
             link_error(file.name + ": " + quoted(without_prefix(m.text(r, IF_SYM::name))) +

@@ -100,8 +100,9 @@ public:
     std::vector<std::unique_ptr<RUN_FILE>> files;
     std::vector<RUN_FUNCTION> functions;
     std::vector<STATIC_OBJECT> objects;
-    std::vector<std::uint16_t> image; // of the static memory from address 0
-    std::size_t main = 0;             // index of the function
+    std::vector<std::uint16_t> image;  // of the static memory from address 0
+    std::size_t main = 0;              // index of the function
+    std::vector<std::uint32_t> starts; // functions that run before main, in the order of the files
     std::uint32_t errno_address = 0;
 
 private:

@@ -12,6 +12,9 @@ _Static_assert(sizeof(char) == 1 && sizeof(short) == 1 && sizeof(void *) == 1, "
 _Static_assert(sizeof(struct { char c; int i; }) == 4 && _Alignof(long) == 2, "");
 _Static_assert(sizeof(_Bool) == 2 && sizeof(long long) == 2 && sizeof(long double) == 2, "");
 _Static_assert(sizeof(struct { int n; char f[]; }) == 2, "");
+_Static_assert(sizeof(struct { char c; alignas(8) short s; }) == 16, "");
+_Static_assert(sizeof(struct { short a, b; int c; } __attribute__((packed))) == 4, "");
+_Static_assert(sizeof(struct { short a; } __attribute__((aligned(4)))) == 4, "");
 struct nest { char a[3]; struct { int x, y; } b[2]; };
 _Static_assert(offsetof(struct nest, b[1].y) == 10, "");
 #endif

@@ -32,9 +32,9 @@ void qsort(void *base, size_t count, size_t size, int (*compare)(const void *, c
 int rand(void);
 void *realloc(void *p, size_t size);
 void srand(unsigned seed);
-double strtod(const char *restrict s, char **restrict end);
-float strtof(const char *restrict s, char **restrict end);
-long strtol(const char *restrict s, char **restrict end, int base);
-long long strtoll(const char *restrict s, char **restrict end, int base);
-unsigned long strtoul(const char *restrict s, char **restrict end, int base);
-unsigned long long strtoull(const char *restrict s, char **restrict end, int base);
+double strtod(const char *__restrict s, char **__restrict end);
+float strtof(const char *__restrict s, char **__restrict end);
+long strtol(const char *__restrict s, char **__restrict end, int base);
+long long strtoll(const char *__restrict s, char **__restrict end, int base);
+unsigned long strtoul(const char *__restrict s, char **__restrict end, int base);
+unsigned long long strtoull(const char *__restrict s, char **__restrict end, int base);
