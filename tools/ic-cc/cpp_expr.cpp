@@ -485,6 +485,7 @@ node *translator::cpp_rvalue(const Expr *e) {
         if (e->getType()->isVoidType()) return icon(0);
         return convert_tree(icon(0), conv(e->getType()));
     }
+    case Stmt::ArrayInitIndexExprClass: return icon(array_index_);
     case Stmt::CXXNoexceptExprClass:
         return icon(cast<CXXNoexceptExpr>(e)->getValue(), types_.integer(ikind::boolean));
     case Stmt::SizeOfPackExprClass:
@@ -529,6 +530,10 @@ node *translator::with_cleanups(const ExprWithCleanups *e) {
 
 node *translator::cpp_lvalue(const Expr *e) {
     switch (e->getStmtClass()) {
+    case Stmt::OpaqueValueExprClass: {
+        const Expr *source = cast<OpaqueValueExpr>(e)->getSourceExpr();
+        return source ? lvalue(source) : nullptr;
+    }
     case Stmt::MaterializeTemporaryExprClass: {
         const auto *x = cast<MaterializeTemporaryExpr>(e);
         if (!fn_) return refuse(e->getBeginLoc(), "a temporary object here");

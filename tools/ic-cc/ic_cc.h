@@ -300,6 +300,8 @@ private:
     symbol *deleting_destructor(const clang::CXXDestructorDecl *d);
     void static_invoker(const clang::CXXMethodDecl *m);
     void enter_lambda(const clang::CXXMethodDecl *m);
+    void copy_elements(const type *t, const clang::ArrayInitLoopExpr *e, const target_maker &target,
+                       const std::function<void(node *)> &emit);
     bool is_static_image(const type *t, const clang::Expr *init);
     bool constant_object(const clang::VarDecl *v, symbol *s);
     void cpp_static_object(const clang::VarDecl *v, symbol *s);
@@ -436,4 +438,5 @@ private:
     std::set<std::string> global_names_;
     unsigned hidden_ = 0;
     function_state *fn_ = nullptr; // null outside functions
+    std::int64_t array_index_ = 0; // of the element of an array that is being copied
 };

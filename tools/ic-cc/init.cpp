@@ -302,6 +302,26 @@ bool translator::is_static_image(const type *t, const Expr *init) {
     return !img.variable;
 }
 
+// Each element by its constructor.
+void translator::copy_elements(const type *t, const ArrayInitLoopExpr *e,
+                               const target_maker &target,
+                               const std::function<void(node *)> &emit) {
+    constexpr std::uint32_t most = 64;
+    const type *element = element_of(t);
+    if (is_array(element) || strip(t)->count > most) {
+        refuse(e->getBeginLoc(), "a copy of such an array of objects");
+        return;
+    }
+    for (std::uint32_t i = 0; i < strip(t)->count; ++i) {
+        array_index_ = i;
+        auto one = [&, i] {
+            node *p = convert_tree(address_of(target()), types_.pointer(element));
+            return deref(make(OP::PLUS, p->ntype, p, icon(i * units(strip(element)->size))));
+        };
+        auto_init(element, e->getSubExpr(), one, emit);
+    }
+}
+
 // Gives the assignments that initialise an automatic object to `emit`, in their order.
 void translator::auto_init(const type *t, const Expr *init, const target_maker &target,
                            const std::function<void(node *)> &emit) {
@@ -332,10 +352,8 @@ void translator::auto_init(const type *t, const Expr *init, const target_maker &
             return;
         }
         if (const auto *c = dyn_cast<ArrayInitLoopExpr>(init)) {
-            if (by_address(context_.getBaseElementType(c->getType()))) {
-                refuse(c->getBeginLoc(), "a copy of an array of such objects");
-                return;
-            }
+            if (by_address(context_.getBaseElementType(c->getType())))
+                return copy_elements(t, c, target, emit);
             return emit(assign(target(), lvalue(c->getCommonExpr()->getSourceExpr())));
         }
     }
