@@ -7,6 +7,7 @@
 //     x * (2^n - 1)         (x << n) - x
 //     x * (1 - 2^n)         x - (x << n)
 //     x *= 2^n              x <<= n
+//     p + (short)x          p + x, an address has no higher bits that x could change
 //
 // The forms that read x twice are for variables that can stay in a register.
 #include "OPT5/rep/bblk.h"
@@ -82,12 +83,28 @@ NODE *cheaper(NODE *tree) {
     return form;
 }
 
+// The index of an address without the cast that cuts it to the address's width.
+NODE *uncut_index(NODE *tree) {
+    if ((tree->op != OP::PLUS && tree->op != OP::MINUS) || !tree->type->is_ptr()) return tree;
+    for (NODE *NODE::*operand : {&NODE::left, &NODE::right}) {
+        NODE *cast = tree->*operand;
+        if (cast->op != OP::SCONV || !cast->type->is_integer() || cast->type->is_bool()) continue;
+        NODE *index = cast->left;
+        if (!index->type->is_integer() || cast->type->size() < tree->type->size() ||
+            index->type->size() < cast->type->size())
+            continue;
+        tree->*operand = index;
+        erase_node(cast);
+    }
+    return tree;
+}
+
 // Recursion goes down the right operand and, for operators, as deep as the tree.
 void make_cheaper(NODE *&tree) {
     if (!tree || tree->op == OP::CSE_DUPE) return;
     make_cheaper(tree->left);
     make_cheaper(tree->right);
-    tree = cheaper(tree);
+    tree = uncut_index(cheaper(tree));
 }
 } // namespace
 
