@@ -1,6 +1,7 @@
 // Assignments. What an assignment would cut off its value is not computed, a step that changes
 // nothing is none, signs and constants of steps have one form, and an object that is hard to reach
 // is reached once when it is only stepped on.
+#include "OPT5/driver/global_flags.h"
 #include "OPT5/rep/type_pkg.h"
 #include "OPT5/scalar/simp_rules.h"
 #include "OPT5/simulfp/simul_fval.h"
@@ -23,8 +24,10 @@ NODE *value_of_target(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     return simp_node(turn_into_cast(tree), loop, ctx);
 }
 
+// Storing again what was read may still make a quiet nan of a signaling one.
 bool is_float_neutral(int op, const NODE *right, const TYPE *target) {
-    if (!target->is_floating() || !equiv_mtypes(right->type, const_cast<TYPE *>(target)))
+    if (strict_fp || !target->is_floating() ||
+        !equiv_mtypes(right->type, const_cast<TYPE *>(target)))
         return false;
     const simul_fval &value = *right->u.fcon.value;
     const bool is_zero = f_compare(value, {}) == FVAL_ORDER::equal;

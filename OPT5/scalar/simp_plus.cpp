@@ -85,8 +85,8 @@ NODE *set_bits_taken_off(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     erase_node(bits->right);
     bits->right = make_ICON(~set, bits->type);
     bits->op = OP::ANDB;
-    erase_node(tree->right);
-    tree->right = nullptr;
+    tree->right = erase_node(tree->right);
+    tree->left = simp_node(bits, loop, ctx);
     return simp_node(turn_into_cast(tree), loop, ctx);
 }
 
@@ -346,17 +346,19 @@ NODE *simp_negation(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 // What the operand's sign does not matter to.
 bool only_changes_sign(const NODE *operand, const NODE *tree) {
     return (operand->op == OP::UMINUS || operand->op == OP::ABS) &&
-           equiv_mtypes(operand->type, tree->type);
+           equiv_mtypes(operand->type, tree->type) && !tree->type->is_bool();
 }
 
 NODE *simp_ABS(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *&operand = tree->left;
+    // What has no sign is its own absolute value, the negation too.
+    if (is_modular_type(tree->type) && tree->type->is_unsigned())
+        return simp_node(turn_into_cast(tree), loop, ctx);
     if (operand->op == OP::UMINUS && only_changes_sign(operand, tree)) {
         operand = take_operand(operand);
         return simp_node(tree, loop, ctx);
     }
     bool not_negative = operand->op == OP::ABS && tree->type->is_floating();
-    if (is_modular_type(tree->type) && tree->type->is_unsigned()) not_negative = true;
     if (!not_negative && tree->type->is_int_or_enum() && operand->type->is_int_or_enum() &&
         operand->type->size() <= tree->type->size()) {
         INT65 lo, hi;

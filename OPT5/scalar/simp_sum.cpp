@@ -75,9 +75,17 @@ private:
         return is_modular_type(node->type) && node->type->size() >= bits;
     }
 
+    // p - C in an integer type, C being a pointer: no sum has a place for p alone.
+    static bool is_address_as_number(const NODE *node) {
+        return node->op == OP::MINUS && !node->type->is_ptr() &&
+               (is_ICON(node->left) || is_ICON(node->right)) &&
+               (node->left->type->is_ptr() || node->right->type->is_ptr());
+    }
+
     void collect(NODE *node, bool subtracted) {
         if (is_ICON(node) && is_modular_type(node->type)) return collect_constant(node, subtracted);
-        if ((node != root && !goes_through(node)) || operators >= most_operators)
+        if (node != root &&
+            (!goes_through(node) || is_address_as_number(node) || operators >= most_operators))
             return collect_term(node, subtracted);
         switch (node->op) {
         case OP::PLUS:

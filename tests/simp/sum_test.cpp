@@ -104,7 +104,11 @@ TEST_F(SimpTest, bits_in_sums) {
 }
 
 TEST_F(SimpTest, one_operand) {
-    becomes({{"ABS(-i)", "ABS(i)"}, {"SQR(-i)", "SQR(i)"}, {"SQR(ABS(x))", "SQR(x)"}});
+    becomes({{"ABS(-i)", "ABS(i)"},
+             {"ABS(-u)", "-u"},
+             {"(i > 0 | -262) - -262", "i > 0"},
+             {"SQR(-i)", "SQR(i)"},
+             {"SQR(ABS(x))", "SQR(x)"}});
     stays({"ABS(i)"});
 }
 
