@@ -41,12 +41,6 @@ NODE *taken_from(NODE *node, NODE *NODE::*operand) {
     return kept;
 }
 
-NODE *set_right(NODE *tree, U32 bits) {
-    erase_tree(tree->right);
-    tree->right = make_ICON(INT65(bits), tree->type);
-    return tree;
-}
-
 NODE *op_node(int op, NODE *left, NODE *right, const NODE *like) {
     return maketree(op, left, right, like->type, like->scope);
 }
@@ -90,7 +84,7 @@ NODE *known_bits_decide(NODE *tree, LOOP *loop, CONTEXT *ctx) {
         }
         if ((c & ~f.ones) != 0) return nullptr;
         tree->op = OP::ANDB;
-        return simp_node(set_right(tree, ~c & all), loop, ctx);
+        return simp_node(set_right(tree, INT65(~c & all), tree->type), loop, ctx);
     }
 }
 
@@ -137,7 +131,8 @@ NODE *xor_of_NOTB(NODE *tree, LOOP *loop, CONTEXT *ctx) {
         return nullptr;
     tree->left = inverted->left;
     erase_node(inverted);
-    return simp_node(set_right(tree, ~right_bits(tree) & mask_of(tree)), loop, ctx);
+    return simp_node(set_right(tree, INT65(~right_bits(tree) & mask_of(tree)), tree->type), loop,
+                     ctx);
 }
 
 // --- with two operands
@@ -338,7 +333,7 @@ NODE *of_sign_change(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     x->type = tree->type;
     tree->left = x->left;
     tree->type = from;
-    x->left = simp_node(set_right(tree, c), loop, ctx);
+    x->left = simp_node(set_right(tree, INT65(c), tree->type), loop, ctx);
     return simp_node(x, loop, ctx);
 }
 

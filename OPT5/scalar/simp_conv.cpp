@@ -12,11 +12,6 @@
 namespace {
 constexpr int max_depth = 7;
 
-// Integers and enums whose conversions keep low bits.
-bool is_plain_int(const TYPE *type) {
-    return value_shape(type).bits != 0 && !type->is_ptr() && !type->is_bool();
-}
-
 bool is_int(const TYPE *type) {
     return value_shape(type).bits != 0 && !type->is_ptr();
 }
@@ -33,12 +28,6 @@ bool are_one_type(TYPE *a, TYPE *b) {
 NODE *cast(TYPE *type, NODE *tree, LOOP *loop, CONTEXT *ctx) {
     const int op = type->is_ptr() || tree->type->is_ptr() ? OP::PCONV : OP::SCONV;
     return simp_node(maketree(op, tree, nullptr, type, tree->scope), loop, ctx);
-}
-
-NODE *skip_node(NODE *node) {
-    NODE *below = node->left;
-    erase_node(node);
-    return below;
 }
 
 // --- rules of both

@@ -14,26 +14,10 @@
 namespace {
 using I64 = std::int64_t;
 
-bool is_word(const TYPE *type) {
-    return type->is_int_or_enum() && !type->is_bool() && value_shape(type).bits != 0;
-}
-
 // The operand is a value of the node's type as it is.
 bool is_of_type(const NODE *operand, const NODE *node) {
-    return is_word(operand->type) && is_word(node->type) &&
+    return is_plain_int(operand->type) && is_plain_int(node->type) &&
            operand->type->size() == node->type->size() && is_same_sign(operand->type, node->type);
-}
-
-NODE *set_right(NODE *tree, const INT65 &value, TYPE *type) {
-    erase_tree(tree->right);
-    tree->right = make_ICON(value, type);
-    return tree;
-}
-
-NODE *skip_node(NODE *node) {
-    NODE *below = node->left;
-    erase_node(node);
-    return below;
 }
 
 NODE *negated(NODE *tree, LOOP *loop, CONTEXT *ctx) {
@@ -91,7 +75,7 @@ NODE *by_FCON(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 // Zero, behind the effects of the divisor.
 NODE *of_zero(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     const bool zero = is_ICON(tree->left) && icon_value(tree->left).is_zero();
-    if (!zero || !is_word(tree->type) || is_ICON(tree->right)) return nullptr;
+    if (!zero || !is_plain_int(tree->type) || is_ICON(tree->right)) return nullptr;
     return becomes_constant(tree, 0, loop, ctx);
 }
 
@@ -405,14 +389,14 @@ bool cancel_factor(NODE **a, NODE **b, const NODE *factor) {
 } // namespace
 
 bool cancel_common_simple_factors(NODE **a, NODE **b) {
-    if (!is_word((*a)->type) || !is_of_type(*a, *b)) return false;
+    if (!is_plain_int((*a)->type) || !is_of_type(*a, *b)) return false;
     if (cancel_constants(*a, *b) || cancel_factor(a, b, *b)) return true;
     return (*b)->op == OP::MULT &&
            (cancel_factor(a, b, (*b)->left) || cancel_factor(a, b, (*b)->right));
 }
 
 NODE *simp_DIV_by_ICON(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx) {
-    if (tree->op != OP::DIV || !is_ICON(tree->right) || !is_word(tree->type) ||
+    if (tree->op != OP::DIV || !is_ICON(tree->right) || !is_plain_int(tree->type) ||
         constant_divisor(tree).is_zero())
         return tree;
     NODE *result = apply_first(DIV_by_ICON_rules, tree, loop, ctx);
@@ -422,7 +406,7 @@ NODE *simp_DIV_by_ICON(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx) {
 
 NODE *simp_DIV(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx) {
     if (NODE *result = apply_first(DIV_rules, tree, loop, ctx)) return result;
-    if (!is_word(tree->type)) return tree;
+    if (!is_plain_int(tree->type)) return tree;
     if (NODE *result = of_zero(tree, loop, ctx)) return result;
     if (tree->type->is_signed() && is_of_type(tree->left, tree) && is_of_type(tree->right, tree))
         if (NODE *result = apply_first(signed_DIV_rules, tree, loop, ctx)) return result;
@@ -430,7 +414,7 @@ NODE *simp_DIV(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx) {
 }
 
 NODE *simp_MOD(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    if (!is_word(tree->type)) return tree;
+    if (!is_plain_int(tree->type)) return tree;
     NODE *result = apply_first(MOD_rules, tree, loop, ctx);
     return result ? result : tree;
 }

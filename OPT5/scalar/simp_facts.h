@@ -18,6 +18,11 @@ struct VALUE_SHAPE {
 };
 VALUE_SHAPE value_shape(const TYPE *type);
 
+// Integers and enums whose conversions keep low bits; no bool, which asks for all of them.
+inline bool is_plain_int(const TYPE *type) {
+    return value_shape(type).bits != 0 && !type->is_ptr() && !type->is_bool();
+}
+
 // Bits that are always 0 or 1, and the least and greatest value as the shape reads the bits.
 struct FACTS {
     VALUE_SHAPE shape;
@@ -39,3 +44,17 @@ FACTS facts_as(const NODE *tree, const TYPE *type, LOOP *loop = nullptr, CONTEXT
 // prop_mask_into_subtree for a mask of at most widest_fact bits; says whether it has changed the
 // tree.
 NODE *drop_undemanded(NODE *tree, std::uint32_t mask, bool *changed);
+
+// --- shared small steps of the rules that use facts
+// Puts a constant in the place of the right operand.
+inline NODE *set_right(NODE *tree, const INT65 &value, TYPE *type) {
+    erase_tree(tree->right);
+    tree->right = make_ICON(value, type);
+    return tree;
+}
+// The left operand of a node that goes.
+inline NODE *skip_node(NODE *node) {
+    NODE *below = node->left;
+    erase_node(node);
+    return below;
+}

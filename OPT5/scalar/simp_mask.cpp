@@ -17,10 +17,6 @@ constexpr int max_depth = 7;
 
 using U32 = std::uint32_t;
 
-bool is_plain_int(const TYPE *type) {
-    return value_shape(type).bits != 0 && !type->is_ptr() && !type->is_bool();
-}
-
 U32 bits_up_to_highest(U32 mask) {
     return mask == 0 ? 0 : ~U32{0} >> std::countl_zero(mask);
 }

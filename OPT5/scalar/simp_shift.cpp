@@ -22,22 +22,12 @@ INT65 count_of(const NODE *shift) {
     return icon_value(shift->right);
 }
 
-NODE *set_right(NODE *tree, const INT65 &value, TYPE *type) {
-    erase_tree(tree->right);
-    tree->right = make_ICON(value, type);
-    return tree;
-}
-
 NODE *set_count(NODE *shift, const INT65 &count) {
     return set_right(shift, count, tp->int_type());
 }
 
-bool is_word(const TYPE *type) {
-    return type->is_int_or_enum() && !type->is_bool() && value_shape(type).bits != 0;
-}
-
 bool have_one_size(const NODE *a, const NODE *b) {
-    return is_word(a->type) && is_word(b->type) && a->type->size() == b->type->size();
+    return is_plain_int(a->type) && is_plain_int(b->type) && a->type->size() == b->type->size();
 }
 
 INT65 all_ones_from(int bit, const TYPE *type) {
@@ -101,7 +91,7 @@ bool is_SRL_below_cast(const NODE *tree) {
 }
 
 NODE *as_product(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    if (tree->op != OP::SLL || mini_mult || !is_word(tree->left->type)) return nullptr;
+    if (tree->op != OP::SLL || mini_mult || !is_plain_int(tree->left->type)) return nullptr;
     const VALUE_SHAPE shape = value_shape(tree->type);
     const INT65 n = count_of(tree);
     if (n.is_zero() || n >= INT65(shape.bits - shape.is_signed)) return nullptr;
@@ -233,7 +223,7 @@ constexpr SIMP_RULE rules_after_clamp[] = {
 } // namespace
 
 NODE *simp_shift(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    if (!has_count(tree) || !is_word(tree->type)) return tree;
+    if (!has_count(tree) || !is_plain_int(tree->type)) return tree;
     if (NODE *result = apply_first(rules_before_clamp, tree, loop, ctx)) return result;
     clamp_count(tree);
     NODE *result = apply_first(rules_after_clamp, tree, loop, ctx);
