@@ -3,8 +3,11 @@
 // Statement by statement: of the blocks that branch to a block, those whose statement before the
 // branch is the same give it up. It goes to the head of the common successor when all ways lead
 // through it, else into a new block between. The new block is looked at again, so that a common
-// tail of any length moves; each move lowers the number of statements.
+// tail of any length moves; each move lowers the number of statements. A block between that not all
+// ways lead through costs a jump, and so does a shared return: these are for small code only.
 #include "OPT5/scalar/simpcfg.h"
+
+#include "OPT5/driver/global_flags.h"
 
 #include <algorithm>
 #include <cstring>
@@ -92,6 +95,10 @@ bool may_move(const NODE *stmt) {
 
 using GROUP = std::vector<BBLK *>;
 using CELLS = std::deque<LIST *>;
+
+bool favours_speed() {
+    return size_speed_goal() >= 3;
+}
 
 class CROSS_JUMPER {
 public:
@@ -235,8 +242,10 @@ void CROSS_JUMPER::share_before(BBLK *successor, const GROUP &group, bool all_wa
         mark_edited(successor);
         groups = groups_by_tail(group);
     }
+    const auto ways = static_cast<std::size_t>(edge_length(successor->predecessors));
     for (const GROUP &alike : groups)
-        make_tail_block(alike, mk_BRANCH(successor, tail_of(alike.front())->scope));
+        if (!favours_speed() || alike.size() == ways)
+            make_tail_block(alike, mk_BRANCH(successor, tail_of(alike.front())->scope));
 }
 
 // Of blocks with nothing but the same return one stays.
@@ -286,7 +295,7 @@ void CROSS_JUMPER::list_work() {
 
 // Shared returns give blocks new predecessors; the others are looked at when those are known.
 bool CROSS_JUMPER::run() {
-    share_returns();
+    if (!favours_speed()) share_returns();
     if (!changed) list_work();
     while (!work.empty()) {
         const TASK task = std::move(work.back());

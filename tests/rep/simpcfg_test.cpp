@@ -1,9 +1,11 @@
 // Tidying of the flow graph: small functions before and after; random ones run before and after.
+#include "OPT5/driver/global_flags.h"
 #include "tests/rep/cfg_fixture.h"
 
 #include <gmock/gmock.h>
 
 #include <map>
+#include <memory>
 #include <random>
 #include <set>
 
@@ -12,6 +14,22 @@ using ::testing::HasSubstr;
 
 class Simpcfg : public CfgTest {
 protected:
+    void SetUp() override {
+        CfgTest::SetUp();
+        set_goal("-size_speed_goal=0"); // where all statements that can be are shared
+    }
+    void TearDown() override {
+        all_option_sets.clear();
+        file_options = nullptr;
+        CfgTest::TearDown();
+    }
+    void set_goal(const char *option) {
+        options = std::make_unique<option_obj>();
+        ASSERT_TRUE(options->process_option(option, nullptr));
+        file_options = options.get();
+        all_option_sets = {file_options};
+    }
+    std::unique_ptr<option_obj> options;
     void expect_tidy(const char *title, const STATEMENTS &statements, const char *expected,
                      bool cross_jump = false, bool clean_switches = false) {
         SCOPED_TRACE(title);
@@ -221,6 +239,31 @@ TEST_F(Simpcfg, EqualTails) {
                 "1 (): goto 2\n2 (2 1): i = 1; goto 2\n3 (): leave\n", true);
 }
 
+// A jump more is no way to save code when speed counts.
+TEST_F(Simpcfg, EqualTailsWhenSpeedCounts) {
+    set_goal("-size_speed_goal=4");
+    expect_tidy("one tail before a common successor",
+                {unless(i, 1), set(i, 1), set(j, 5), jump(2), def(1), set(i, 2), set(j, 5), def(2),
+                 set(i, 3)},
+                "1 (): if i 2 else 3\n2 (1): i = 1; goto 4\n3 (1): i = 2; goto 4\n"
+                "4 (3 2): j = 5; i = 3; goto 5\n5 (4): leave\n",
+                true);
+    expect_tidy("two of three",
+                {unless(i, 1), set(i, 1), set(j, 5), jump(3), def(1), unless(j, 2), set(i, 2),
+                 set(j, 5), jump(3), def(2), set(i, 4), def(3), set(j, 7)},
+                "1 (): if i 2 else 3\n2 (1): i = 1; j = 5; goto 6\n3 (1): if j 4 else 5\n"
+                "4 (3): i = 2; j = 5; goto 6\n5 (3): i = 4; goto 6\n"
+                "6 (5 4 2): j = 7; goto 7\n7 (6): leave\n",
+                true);
+    expect_tidy("returns", {unless(i, 1), set(j, 2), ret(name(j)), def(1), set(j, 2), ret(name(j))},
+                "1 (): if i 2 else 3\n2 (1): j = 2; return j\n3 (1): j = 2; return j\n"
+                "4 (): leave\n",
+                true);
+    expect_tidy("equal arms before the end",
+                {unless(i, 1), set(j, 5), jump(2), def(1), set(j, 5), def(2)},
+                "1 (): j = 5; goto 2\n2 (1): leave\n", true);
+}
+
 // The n-th statement stands in line n.
 TEST_F(Simpcfg, PositionsFollowTheStatements) {
     const auto lines = [](int dfn) {
@@ -323,6 +366,7 @@ TEST_F(Simpcfg, LoopHierarchiesKeepTheirBlocks) {
     currfuninfo->bb_list->loop = reinterpret_cast<LOOP *>(&hierarchy);
     simpcfg(true, true);
     EXPECT_EQ(graph(), before);
+    currfuninfo->bb_list->loop = nullptr;
 }
 
 TEST_F(SimpcfgDeath, NoQuestionOnceLoopsExist) {
@@ -333,6 +377,7 @@ TEST_F(SimpcfgDeath, NoQuestionOnceLoopsExist) {
     int hierarchy = 0;
     currfuninfo->bb_list->loop = reinterpret_cast<LOOP *>(&hierarchy);
     EXPECT_EXIT(simpcfg(false, false), ExitedWithCode(1), "");
+    currfuninfo->bb_list->loop = nullptr;
 }
 
 TEST_F(Simpcfg, ProfilesAndLog) {
