@@ -1,12 +1,14 @@
 #include "tests/simp/proof.h"
 
 #include "OPT5/scalar/simp.h"
+#include "tests/simp/facts.h"
 #include "tests/simp/normal_form.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <optional>
 
 const char *finding_name(FINDING::KIND kind) {
     static constexpr const char *names[] = {"none",     "invalid tree", "value",     "effects",
@@ -17,6 +19,65 @@ const char *finding_name(FINDING::KIND kind) {
 
 NODE *simplified(NODE *tree, ROOT_KIND) {
     return simp_tree(tree);
+}
+
+namespace {
+// Rewrites each node of the tree, the operands first.
+template <class Rewrite> NODE *everywhere(NODE *tree, Rewrite rewrite) {
+    if (tree->left) tree->left = everywhere(tree->left, rewrite);
+    if (tree->right) tree->right = everywhere(tree->right, rewrite);
+    return rewrite(tree);
+}
+
+NODE *fold_everywhere(NODE *tree, ROOT_KIND) {
+    return everywhere(simp_tree(tree), [](NODE *node) {
+        return VALUE_TYPE(node->type).is_scalar() ? fold_constants(node) : node;
+    });
+}
+
+NODE *masks_pushed_down(NODE *tree, ROOT_KIND) {
+    return everywhere(simp_tree(tree), [](NODE *node) {
+        if (node->op == OP::ANDB && node->right->op == OP::ICON &&
+            node->left->type->is_int_or_enum() && node->left->type->size() == node->type->size())
+            node->left = prop_mask_into_subtree(node->left, node->right->u.lval);
+        return node;
+    });
+}
+
+NODE *sources_truncated(NODE *tree, ROOT_KIND) {
+    return everywhere(simp_tree(tree), [](NODE *node) {
+        if (node->op == OP::ASG)
+            node->right = truncate_RHS_for_assignment(node->left, node->right, 0);
+        return node;
+    });
+}
+
+NODE *factors_cancelled(NODE *tree, ROOT_KIND) {
+    return everywhere(simp_tree(tree), [](NODE *node) {
+        if (node->op == OP::DIV && node->type->is_integer())
+            cancel_common_simple_factors(&node->left, &node->right);
+        return node;
+    });
+}
+
+// The empty statement is an ICON 0.
+NODE *effects_alone(NODE *tree, ROOT_KIND kind) {
+    if (kind == ROOT_KIND::control) return tree;
+    NODE *effects = peel_for_effect(tree);
+    return effects ? effects : mk_ICON(INT65(0), tp->int_type());
+}
+
+constexpr SINGLE_REWRITE single[] = {
+    {"fold_constants", fold_everywhere},
+    {"prop_mask_into_subtree", masks_pushed_down},
+    {"truncate_RHS_for_assignment", sources_truncated},
+    {"cancel_common_simple_factors", factors_cancelled},
+    {"peel_for_effect", effects_alone, false},
+};
+} // namespace
+
+std::span<const SINGLE_REWRITE> single_rewrites() {
+    return single;
 }
 
 // --- checks
@@ -59,8 +120,11 @@ FINDING PROOF::compare(const TREE_CODE &before, const TREE_CODE &after, ROOT_KIN
                        std::uint64_t seed) {
     const NODE *root = before.cells[0].node, *new_root = after.cells[0].node;
     const VALUE_TYPE type = before.cells[0].type;
-    const bool has_value =
-        kind == ROOT_KIND::condition || kind == ROOT_KIND::control || type.is_scalar();
+    const bool has_value = compares_values && (kind == ROOT_KIND::condition ||
+                                               kind == ROOT_KIND::control || type.is_scalar());
+    std::optional<FACTS> facts;
+    if (checks_facts) facts.emplace(after);
+    std::vector<EVALUATOR::REACHED> values;
     for (unsigned i = 0; i < environments; ++i) {
         const std::uint64_t own = i < 2
                                       ? (seed + i) % ENVIRONMENT::special_environments
@@ -69,11 +133,15 @@ FINDING PROOF::compare(const TREE_CODE &before, const TREE_CODE &after, ROOT_KIN
         const std::uint32_t x = EVALUATOR(environment_).run(before);
         const std::vector<EFFECT> effects = environment_.effects;
         const bool trapped = environment_.trapped;
-        const std::uint32_t y = EVALUATOR(environment_).run(after);
+        const std::uint32_t y = EVALUATOR(environment_).run(after, facts ? &values : nullptr);
         if (!same_effects(effects, environment_.effects))
             return {FINDING::effects,
                     effects_text(effects) + "\n  became " + effects_text(environment_.effects),
                     own};
+        if (facts) {
+            const std::string text = facts->contradiction(values);
+            if (!text.empty()) return {FINDING::fact, text, own};
+        }
         if (trapped || !has_value) continue;
         const std::uint32_t a = outcome(x, root, kind), b = outcome(y, new_root, kind);
         if (!same_value(a, b, kind == ROOT_KIND::value ? type : VALUE_TYPE()))
@@ -92,7 +160,8 @@ FINDING PROOF::check(const RANDOM_TREE &of, std::uint64_t seed, bool *changed) {
     if (changed) *changed = !same_trees(of.tree, result);
     const TREE_CODE after(result, world_);
     if (!after.problem.empty()) return {FINDING::refused, after.problem};
-    if (of.kind == ROOT_KIND::value && before.cells[0].type != after.cells[0].type)
+    if (compares_values && of.kind == ROOT_KIND::value &&
+        before.cells[0].type != after.cells[0].type)
         return {FINDING::type, of.tree->type->printstr() + " became " + result->type->printstr()};
     if (FINDING finding = compare(before, after, of.kind, seed)) return finding;
     text = world_.complaints(result);
@@ -233,7 +302,9 @@ std::string PROOF::report(const RANDOM_TREE &of, const FINDING &finding) {
     if (!result) return text;
     text +=
         std::string("  after   ") + stmt2infix(result) + "\n          " + typed_text(result) + "\n";
-    if (finding.kind != FINDING::value && finding.kind != FINDING::effects) return text;
+    if (finding.kind != FINDING::value && finding.kind != FINDING::effects &&
+        finding.kind != FINDING::fact)
+        return text;
     environment_.begin(finding.environment, TREE_CODE(of.tree, world_).constants);
     return text + "  with    " + environment_.describe(of.tree) + "\n";
 }

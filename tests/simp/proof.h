@@ -19,6 +19,7 @@ struct FINDING {
         validator, // complaints about the result
         form,      // the normal form is broken
         unstable,  // simplifying again changes the tree
+        fact,      // something claimed of a value in the result is not so
         crash,     // the run ended (only with guards)
     } kind = none;
     std::string text;
@@ -27,6 +28,16 @@ struct FINDING {
 };
 const char *finding_name(FINDING::KIND kind);
 
+// Rewrites that other passes use on their own.
+struct SINGLE_REWRITE {
+    const char *name;
+    NODE *(*rewrite)(NODE *tree, ROOT_KIND kind);
+    bool keeps_value = true; // else the effects alone
+};
+std::span<const SINGLE_REWRITE> single_rewrites();
+// The simplifier of the optimizer.
+NODE *simplified(NODE *tree, ROOT_KIND kind);
+
 class PROOF {
 public:
     // What is to be proved: takes a tree over and gives what stands for it.
@@ -34,6 +45,11 @@ public:
 
     PROOF(WORLD &world, REWRITE rewrite)
         : world_(world), rewrite_(std::move(rewrite)), environment_(world) {}
+    // Of a rewrite that promises nothing of the form of its result.
+    PROOF(WORLD &world, const SINGLE_REWRITE &one) : PROOF(world, one.rewrite) {
+        checks_form = checks_facts = false;
+        compares_values = one.keeps_value;
+    }
 
     // The tree stays as it is. `changed`, if any, tells whether anything was rewritten.
     FINDING check(const RANDOM_TREE &of, std::uint64_t seed, bool *changed = nullptr);
@@ -46,6 +62,8 @@ public:
 
     unsigned environments = 10; // in which each tree is evaluated
     bool checks_form = true;    // normal form and stability too
+    bool checks_facts = true;   // and what is claimed of the values in the result
+    bool compares_values = true;
 
 private:
     FINDING compare(const TREE_CODE &before, const TREE_CODE &after, ROOT_KIND kind,
@@ -55,6 +73,3 @@ private:
     REWRITE rewrite_;
     ENVIRONMENT environment_;
 };
-
-// The simplifier of the optimizer.
-NODE *simplified(NODE *tree, ROOT_KIND kind);

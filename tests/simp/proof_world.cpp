@@ -1,5 +1,6 @@
 #include "tests/simp/proof_world.h"
 
+#include "OPT5/builtins/bif.h"
 #include "OPT5/driver/global_flags.h"
 #include "OPT5/driver/log.h"
 #include "OPT5/icode/if.h"
@@ -17,6 +18,7 @@ WORLD::WORLD() {
     cache_sys_funinfo = 2;
     no_outside_callers = no_outside_writers = 1;
     i_file = o_file = nullptr;
+    init_BIF_descriptors();
     make_types();
     make_struct();
     TYPE *type = tp->type_frozen(tp->mk_func(int_t, false, true, 0, false));

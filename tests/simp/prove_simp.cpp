@@ -28,6 +28,7 @@ struct OPTIONS {
     double minutes = 0; // 0: by count
     unsigned failures = 20;
     bool form = true;
+    std::string_view rewrite;        // one of single_rewrites() in place of the simplifier
     std::string_view shape;          // to be proved for all values of its two letters
     std::string_view type = "short"; // of x, y and z in it
     bool narrow = false;             // its operators work in that type
@@ -53,11 +54,18 @@ void note_opcodes(const NODE *tree, bool (&ops)[256]) {
     }
 }
 
+PROOF make_proof(const OPTIONS &options, WORLD &world) {
+    for (const SINGLE_REWRITE &one : single_rewrites())
+        if (one.name == options.rewrite) return PROOF(world, one);
+    PROOF proof(world, simplified);
+    proof.checks_form = options.form;
+    return proof;
+}
+
 // Works on trees from shared.next on, until `end`, the first finding, or a crash.
 void work(const OPTIONS &options, SHARED &shared, std::uint64_t end) {
     WORLD world;
-    PROOF proof(world, simplified);
-    proof.checks_form = options.form;
+    PROOF proof = make_proof(options, world);
     for (; shared.next < end && !shared.has_finding; ++shared.next) {
         if (shared.next % 256 == 0) alarm(20);
         const std::uint64_t seed = seed_of(options, shared.next);
@@ -95,8 +103,7 @@ std::string signature(const FINDING &finding, const std::string &infix) {
 void report(const OPTIONS &options, std::uint64_t index, bool crashed,
             std::map<std::string, unsigned> &seen) {
     WORLD world;
-    PROOF proof(world, simplified);
-    proof.checks_form = options.form;
+    PROOF proof = make_proof(options, world);
     const std::uint64_t seed = seed_of(options, index);
     const RANDOM_TREE tree = TREE_GENERATOR(world, seed).any();
     FINDING finding = crashed ? proof.check_guarded(tree, seed) : proof.check(tree, seed);
@@ -327,6 +334,7 @@ int main(int argc, char **argv) {
         {"--minutes", [&](const char *text) { options.minutes = std::strtod(text, nullptr); }},
         {"--failures",
          [&](const char *text) { options.failures = static_cast<unsigned>(number(text)); }},
+        {"--rewrite", [&](const char *text) { options.rewrite = text; }},
         {"--exhaustive", [&](const char *text) { options.shape = text; }},
         {"--type", [&](const char *text) { options.type = text; }},
         {"--step",
@@ -348,6 +356,15 @@ int main(int argc, char **argv) {
             std::fputs(usage, stderr);
             return 2;
         }
+    }
+    const auto rewrites = single_rewrites();
+    const auto is_named = [&](const SINGLE_REWRITE &one) { return one.name == options.rewrite; };
+    if (!options.rewrite.empty() && std::none_of(rewrites.begin(), rewrites.end(), is_named)) {
+        std::fprintf(stderr, "rewrites:");
+        for (const SINGLE_REWRITE &one : rewrites)
+            std::fprintf(stderr, " %s", one.name);
+        std::fprintf(stderr, "\n");
+        return 2;
     }
     if (!options.shape.empty()) return prove_all(options);
     return prove_random(options);

@@ -590,18 +590,65 @@ std::uint32_t EVALUATOR::call(const CELL &c) {
     return env_.outside_value(c.type);
 }
 
-// The minimum and maximum of two values: the comparison's choice, the second operand when neither
-// is less.
+namespace {
+// As ic-run has them, on operands of 32 bits.
+struct INTRINSIC {
+    std::string_view name;
+    enum KIND : std::uint8_t { sign, plain, real } operands;
+    std::uint32_t (*apply)(std::uint32_t x, std::uint32_t y);
+};
+
+template <int op, INTRINSIC::KIND kind> std::uint32_t choose(std::uint32_t x, std::uint32_t y) {
+    const VALUE_TYPE type(kind == INTRINSIC::real ? VALUE_TYPE::floating : VALUE_TYPE::integer,
+                          kind != INTRINSIC::plain, 2);
+    return compare_values(kind == INTRINSIC::plain ? op - OP::LE + OP::ULE : op, x, y, type) ? x
+                                                                                             : y;
+}
+
+constexpr INTRINSIC intrinsics[] = {
+    {"MIN", INTRINSIC::sign, choose<OP::LT, INTRINSIC::sign>},
+    {"MAX", INTRINSIC::sign, choose<OP::GT, INTRINSIC::sign>},
+    {"MINU", INTRINSIC::plain, choose<OP::LT, INTRINSIC::plain>},
+    {"MAXU", INTRINSIC::plain, choose<OP::GT, INTRINSIC::plain>},
+    {"FMIN", INTRINSIC::real, choose<OP::LT, INTRINSIC::real>},
+    {"FMAX", INTRINSIC::real, choose<OP::GT, INTRINSIC::real>},
+    {"_sadd", INTRINSIC::sign,
+     [](std::uint32_t x, std::uint32_t y) {
+         return saturated(std::int64_t{as_signed(x)} + as_signed(y));
+     }},
+    {"_ssub", INTRINSIC::sign,
+     [](std::uint32_t x, std::uint32_t y) {
+         return saturated(std::int64_t{as_signed(x)} - as_signed(y));
+     }},
+    {"_ssub2", INTRINSIC::sign, subtract_halves},
+    {"_sshl", INTRINSIC::sign,
+     [](std::uint32_t x, std::uint32_t y) {
+         return saturated(std::int64_t{as_signed(x)} * (std::int64_t{1} << (y & 31)));
+     }},
+};
+
+// The names of long, long long, double and long double say the same.
+std::string_view common_name(std::string_view name) {
+    while (name.size() > 3 && name.starts_with('L'))
+        name.remove_prefix(1);
+    if (name == "DMIN") return "FMIN";
+    if (name == "DMAX") return "FMAX";
+    return name;
+}
+} // namespace
+
 std::uint32_t EVALUATOR::intrinsic(const CELL &c) {
-    std::string_view name = c.node->icall_name();
-    const bool is_unsigned = name.ends_with('U');
-    if (is_unsigned) name.remove_suffix(1);
+    const std::string_view name = common_name(c.node->icall_name());
     const CELL &list = cell(c.left);
-    if (list.op != OP::COMMA || (!name.ends_with("MIN") && !name.ends_with("MAX"))) return trap();
-    const std::uint32_t x = value_as(list.left, c.type), y = value_as(list.right, c.type);
-    const bool is_less = compare_values(is_unsigned ? OP::ULT : OP::LT, x, y, c.type);
-    const bool is_greater = compare_values(is_unsigned ? OP::UGT : OP::GT, x, y, c.type);
-    return (name.ends_with("MIN") ? is_less : is_greater) ? x : y;
+    for (const INTRINSIC &row : intrinsics) {
+        if (row.name != name || list.op != OP::COMMA) continue;
+        const VALUE_TYPE type(row.operands == INTRINSIC::real ? VALUE_TYPE::floating
+                                                              : VALUE_TYPE::integer,
+                              row.operands != INTRINSIC::plain, 2);
+        const std::uint32_t x = value_as(list.left, type), y = value_as(list.right, type);
+        return converted_value(row.apply(x, y), type, c.type);
+    }
+    return trap();
 }
 
 std::uint32_t EVALUATOR::switch_target(const CELL &c) {

@@ -31,6 +31,10 @@ constexpr const char *real_constants[] = {"0",
                                           "1e-38",
                                           "0x1.fffffep+127"};
 
+constexpr const char *signed_intrinsics[] = {"MIN", "MAX", "_sadd", "_ssub", "_ssub2", "_sshl"};
+constexpr const char *unsigned_intrinsics[] = {"MINU", "MAXU"};
+constexpr const char *real_intrinsics[] = {"FMIN", "FMAX"};
+
 bool is_unsigned_comparison(const TYPE *type) {
     return type->is_ptr() || !type->is_signed();
 }
@@ -170,7 +174,17 @@ NODE *TREE_GENERATOR::integer(TYPE *type, int depth) {
     const bool is_int = plain(type) == w_.int_t, is_narrow = type->size() < w_.int_t->size();
     if (is_narrow && chance_.percent(55)) return w_.node({OP::SCONV, type, value(w_.int_t, depth)});
     if (is_int && chance_.percent(30)) return int_value(depth);
+    if (is_int && chance_.percent(6))
+        return intrinsic(chance_.one_of(signed_intrinsics), type, depth);
+    if (plain(type) == w_.uint_t && chance_.percent(6))
+        return intrinsic(chance_.one_of(unsigned_intrinsics), type, depth);
     return computed_integer(type, depth);
+}
+
+NODE *TREE_GENERATOR::intrinsic(const char *name, TYPE *type, int depth) {
+    NODE *first = value(type, depth);
+    NODE *list = w_.node({OP::COMMA, w_.int_t, first, value(type, depth)});
+    return mk_ICALL(name, list, type);
 }
 
 NODE *TREE_GENERATOR::computed_integer(TYPE *type, int depth) {
@@ -235,6 +249,8 @@ NODE *TREE_GENERATOR::truth_value(int depth) {
 }
 
 NODE *TREE_GENERATOR::real(TYPE *type, int depth) {
+    if (type == w_.float_t && chance_.percent(4))
+        return intrinsic(chance_.one_of(real_intrinsics), type, depth);
     switch (chance_.below(10)) {
     case 0:
     case 1: return converted(value(chance_.one_of(w_.integers), depth), type);

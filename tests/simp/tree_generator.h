@@ -42,6 +42,7 @@ public:
 private:
     NODE *integer(TYPE *type, int depth);
     NODE *computed_integer(TYPE *type, int depth);
+    NODE *intrinsic(const char *name, TYPE *type, int depth);
     NODE *int_value(int depth); // what only has the type int
     NODE *real(TYPE *type, int depth);
     NODE *pointer(TYPE *type, int depth);
