@@ -15,9 +15,9 @@ bool has_value(const NODE *tree) {
     }
 }
 
-// What a value of the type stands for.
-std::int64_t number(std::uint32_t value, const VALUE_TYPE &type) {
-    if (!type.is_signed) return value;
+// What a value of the type stands for. INT65 takes pointers as short.
+std::int64_t number(std::uint32_t value, const VALUE_TYPE &type, bool is_pointer = false) {
+    if (!type.is_signed && !is_pointer) return value;
     return type.units == 1 ? static_cast<std::int16_t>(value) : static_cast<std::int32_t>(value);
 }
 
@@ -71,7 +71,7 @@ std::string FACTS::contradiction(const CLAIMS &claims,
                                  const std::vector<EVALUATOR::REACHED> &values) const {
     const TREE_CODE::CELL &cell = code_.cells[claims.cell];
     const std::uint32_t value = values[claims.cell].value;
-    const std::int64_t is = number(value, cell.type);
+    const std::int64_t is = number(value, cell.type, cell.node->type->is_ptr());
     const auto said = [is](const std::string &what) {
         return what + " (" + std::to_string(is) + ")";
     };

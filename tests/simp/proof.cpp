@@ -13,7 +13,7 @@
 const char *finding_name(FINDING::KIND kind) {
     static constexpr const char *names[] = {"none",     "invalid tree", "value",     "effects",
                                             "type",     "refused",      "validator", "form",
-                                            "unstable", "crash"};
+                                            "unstable", "fact",         "crash"};
     return names[kind];
 }
 

@@ -138,7 +138,7 @@ void WORLD::make_variables() {
     };
     for (const auto &row : rows)
         for (int i = 1; i <= row.count; ++i)
-            make(row.letter + std::to_string(i), row.type, i == 2, false);
+            make(row.letter + std::to_string(i), row.type, i == 2 && row.type != bool_t, false);
     for (TYPE *type : {int_t, uint_t, short_t, ushort_t})
         make("v" + std::to_string(variables.size()), tp->mk_qual(type, TQ_volatile), false, false);
     for (TYPE *type : {int_t, short_t, float_t})
