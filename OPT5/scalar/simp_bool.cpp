@@ -414,7 +414,6 @@ NODE *remade(NODE *tree, const JUNCTION &j) {
         if (!is_ICON(constant)) continue;
         const bool decides = icon_value(constant).is_zero() == j.is_and();
         if (decides && operand == &NODE::right) {
-            tree->right = nullptr;
             NODE *effects = tree->left;
             erase_node(tree);
             erase_node(constant); // of any type
@@ -466,11 +465,34 @@ NODE *join_operands(NODE *tree, const JUNCTION &j) {
     return joined;
 }
 
+// (a && b) || (a && c) is a && (b || c), the guard standing on the left or on the right of both.
+// Null: there is none. (The result may lie where the tree was.)
+NODE *with_common_guard(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    if (tree_has_side_effects(tree->left) || !can_be_evaluated_anyway(tree->right)) return nullptr;
+    const int op = tree->op, dual = dual_of(op);
+    NODE *a = tree->left, *b = tree->right;
+    for (NODE *NODE::*of_a : {&NODE::left, &NODE::right})
+        for (NODE *NODE::*of_b : {&NODE::left, &NODE::right}) {
+            if (!bools_are_congruent(a->*of_a, b->*of_b)) continue;
+            NODE *guard = a->*of_a;
+            NODE *rest_a = of_a == &NODE::left ? a->right : a->left;
+            NODE *rest_b = of_b == &NODE::left ? b->right : b->left;
+            erase_tree(b->*of_b);
+            erase_node(a);
+            erase_node(b);
+            tree->left = rest_a;
+            tree->right = rest_b;
+            tree->op = static_cast<std::uint8_t>(op);
+            NODE *rest = simp_node(tree, loop, ctx);
+            return simp_node(maketree(dual, guard, rest, tp->int_type(), rest->scope), loop, ctx);
+        }
+    return nullptr;
+}
+
 NODE *common_guard(NODE *tree, const JUNCTION &j) {
     const int dual = dual_of(j.op);
     if (!is_junction(tree->left, dual) || !is_junction(tree->right, dual)) return nullptr;
-    NODE *result = simp_ANDOR_ANDOR(tree, j.loop, j.ctx);
-    return result == tree ? nullptr : result;
+    return with_common_guard(tree, j.loop, j.ctx);
 }
 
 // Both operands are evaluated where that is cheaper than a jump.
@@ -511,25 +533,7 @@ NODE *simp_OROR(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     return simp_junction(tree, loop, ctx);
 }
 
-// (a && b) || (a && c) is a && (b || c), the guard standing on the left or on the right of both.
 NODE *simp_ANDOR_ANDOR(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    if (tree_has_side_effects(tree->left) || !can_be_evaluated_anyway(tree->right)) return tree;
-    const int op = tree->op, dual = dual_of(op);
-    NODE *a = tree->left, *b = tree->right;
-    for (NODE *NODE::*of_a : {&NODE::left, &NODE::right})
-        for (NODE *NODE::*of_b : {&NODE::left, &NODE::right}) {
-            if (!bools_are_congruent(a->*of_a, b->*of_b)) continue;
-            NODE *guard = a->*of_a;
-            NODE *rest_a = of_a == &NODE::left ? a->right : a->left;
-            NODE *rest_b = of_b == &NODE::left ? b->right : b->left;
-            erase_tree(b->*of_b);
-            erase_node(a);
-            erase_node(b);
-            tree->left = rest_a;
-            tree->right = rest_b;
-            tree->op = static_cast<std::uint8_t>(op);
-            NODE *rest = simp_node(tree, loop, ctx);
-            return simp_node(maketree(dual, guard, rest, tp->int_type(), rest->scope), loop, ctx);
-        }
-    return tree;
+    NODE *result = with_common_guard(tree, loop, ctx);
+    return result ? result : tree;
 }

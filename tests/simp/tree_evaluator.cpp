@@ -502,6 +502,7 @@ std::uint32_t EVALUATOR::store(const LVALUE &lv, std::uint32_t v) {
     v = canonical(v, lv.type);
     const unsigned units = lv.type.units;
     const std::uint32_t old = env_.load(lv.address, units);
+    if (v == canonical(old, lv.type)) v = old;
     const std::uint32_t memory = lv.width ? with_field(old, v, lv.first, lv.width) : v;
     if (lv.is_volatile) record(EFFECT::volatile_store, WORLD::place(lv.address), memory);
     for (unsigned i = 0; i < units; ++i) {
