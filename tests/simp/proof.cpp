@@ -144,7 +144,9 @@ FINDING PROOF::compare(const TREE_CODE &before, const TREE_CODE &after, ROOT_KIN
         }
         if (trapped || !has_value) continue;
         const std::uint32_t a = outcome(x, root, kind), b = outcome(y, new_root, kind);
-        if (!same_value(a, b, kind == ROOT_KIND::value ? type : VALUE_TYPE()))
+        if (!same_value(a, b,
+                        kind == ROOT_KIND::value || kind == ROOT_KIND::statement ? type
+                                                                                 : VALUE_TYPE()))
             return {FINDING::value, std::to_string(a) + " became " + std::to_string(b), own};
     }
     return {};
