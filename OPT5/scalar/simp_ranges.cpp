@@ -48,8 +48,8 @@ bool divides(const INT65 &constant, const NODE *tree, LOOP *loop, CONTEXT *ctx, 
     case OP::ORB:
     case OP::XORB: return wraps && operand(left) && operand(right);
     case OP::UMINUS:
-        return (wraps ||
-                facts_as(left, tree->type, loop, ctx).lo > value_shape(tree->type).min()) &&
+        return (wraps || (tree->type->is_signed() && facts_as(left, tree->type, loop, ctx).lo >
+                                                         value_shape(tree->type).min())) &&
                operand(left);
     case OP::SCONV: return !tree->type->is_bool() && operand(left);
     case OP::SLL:

@@ -288,10 +288,19 @@ TEST_F(Proof, BrokenPromisesAreNamed) {
     }
 }
 
+// Nor is anything claimed of the values in the results that is not so.
 TEST_F(Proof, SimplifierChangesNothingThatShows) {
     PROOF proof(w, simplified);
     proof.checks_form = false;
     std::string text;
     EXPECT_EQ(findings(proof, 1'000'000, 20'000, &text), 0u) << text;
+}
+
+TEST_F(Proof, RewritesOfOtherPassesChangeNothingThatShows) {
+    for (const SINGLE_REWRITE &one : single_rewrites()) {
+        PROOF proof(w, one);
+        std::string text;
+        EXPECT_EQ(findings(proof, 2'000'000, 2'000, &text), 0u) << one.name << "\n" << text;
+    }
 }
 } // namespace
