@@ -24,7 +24,8 @@ bool same_pair(const NODE *a, const NODE *b) {
 // (x & C) + (y & D) where C and D have no bit in common: no carry.
 NODE *disjoint_bits(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *left = tree->left, *right = tree->right;
-    if (!is_op(left, OP::ANDB, tree) || !is_op(right, OP::ANDB, tree)) return nullptr;
+    if (tree->op != OP::PLUS || !is_op(left, OP::ANDB, tree) || !is_op(right, OP::ANDB, tree))
+        return nullptr;
     if (!is_ICON(left->right) || !is_ICON(right->right)) return nullptr;
     const INT65 common = icon_value(left->right) & icon_value(right->right);
     if (!(common & type_mask(tree->type)).is_zero()) return nullptr;

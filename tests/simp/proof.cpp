@@ -17,8 +17,8 @@ const char *finding_name(FINDING::KIND kind) {
     return names[kind];
 }
 
-NODE *simplified(NODE *tree, ROOT_KIND) {
-    return simp_tree(tree);
+NODE *simplified(NODE *tree, ROOT_KIND kind) {
+    return kind == ROOT_KIND::condition ? simp_for_control(simp_tree(tree)) : simp_tree(tree);
 }
 
 namespace {
