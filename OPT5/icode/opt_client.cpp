@@ -338,7 +338,9 @@ void IF_CLIENT::cl_end_func(PSN *psn) {
         if (!currfuninfo->is_leaf) for_each_call(cell->first, [](NODE *) { ++unique_call_index; });
         intrinsics_to_MCALL(cell->first);
         cell->first = fix_types_bottom_up(cell->first);
-        if (step_has_effect(simplify_while_reading)) cell->first = simp_tree(cell->first);
+        if (!step_has_effect(simplify_while_reading)) continue;
+        NODE *stmt = peel_for_effect(simp_tree(cell->first));
+        cell->first = stmt ? stmt : mk_ICON(0, tp->int_type()); // the empty statement
     }
     check_for_synonym_function_in_pass_1();
     check_integrable_definition(currfuninfo);
