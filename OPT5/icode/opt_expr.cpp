@@ -47,7 +47,9 @@ TYPE *BASE_NODE::field_csu() const {
 }
 
 std::uint32_t BASE_NODE::icon_uvalue() const {
-    return payload(this).lval.u32();
+    // The constants of pointers are signed inside the optimizer, their types in files are not.
+    const std::uint32_t value = payload(this).lval.u32();
+    return type && type->is_ptr() ? value & type_mask(type).u32() : value;
 }
 
 std::int32_t BASE_NODE::icon_svalue() const {
