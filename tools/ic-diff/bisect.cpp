@@ -31,7 +31,10 @@ BISECTION bisect(const SUBJECT &subject, const TRIAL &trial) {
     int good = nothing - 1, bad = everything;
     while (good + 1 < bad) {
         const int middle = good + (bad - good) / 2;
-        if (const FAILURE failure = try_up_to(subject, trial, middle)) {
+        // Half-done work may fail in another way, such as a statement without effect that the next
+        // step drops.
+        const FAILURE failure = try_up_to(subject, trial, middle);
+        if (failure.kind == result.failure.kind) {
             bad = middle;
             result.failure = failure;
         } else {

@@ -108,6 +108,9 @@ public:
     // Whether the text is a correct program that fails in the same way.
     bool is_interesting(const std::string &text) {
         if (!is_balanced(text) || !write_whole_file(candidate_.source(), text)) return false;
+        // What makes quillopt fail need not run.
+        if (kind_ != run_differs)
+            return !candidate_.compile() && candidate_.try_trial(trial_).kind == kind_;
         if (candidate_.prepare(demands_)) return false;
         if (candidate_.try_trial(trial_).kind != kind_) return false;
         return !asks_host_ || !candidate_.differs_from_host();
@@ -117,8 +120,9 @@ public:
         std::size_t before;
         do {
             before = best_.size();
+            cut_brackets('{', '{'); // bodies of functions and loops, the largest cuts
             cut_windows(split_lines);
-            cut_brackets();
+            cut_brackets('(', '[');
             cut_windows(split_tokens);
             simplify_tokens();
         } while (best_.size() < before && !is_late());
@@ -166,7 +170,7 @@ private:
     static std::vector<TEXT> replacements(const TEXT &tokens, std::size_t open, std::size_t close) {
         std::vector<TEXT> result;
         if (tokens[open][0] == '{') {
-            result.push_back({"\n"});
+            result.push_back({"{}\n"});
             result.push_back({";\n"});
             result.emplace_back(tokens.begin() + static_cast<std::ptrdiff_t>(open) + 1,
                                 tokens.begin() + static_cast<std::ptrdiff_t>(close));
@@ -202,7 +206,7 @@ private:
         if (tokens[open][0] == '{') { // if (...) {, for (...) {, type name(...) {
             while (at > 0 && std::string_view(";{}#").find(tokens[at][0]) == std::string_view::npos)
                 at = tokens[at][0] == ')' ? (partner[at] ? partner[at] - 1 : 0) : at - 1;
-            if (at + 1 < open) result.insert(result.begin(), at + 1);
+            if (at + 1 < open) result.push_back(at + 1);
         } else if (std::isalpha(static_cast<unsigned char>(tokens[at][0]))) {
             result.insert(result.begin(), at);
         }
@@ -212,21 +216,29 @@ private:
     bool cut_at_bracket(const TEXT &tokens, const std::vector<std::size_t> &partner,
                         std::size_t open) {
         const std::size_t close = partner[open];
+        if (close == open + 1 && tokens[open][0] == '{') return false;
         for (const std::size_t begin : beginnings(tokens, partner, open))
             for (const TEXT &by : replacements(tokens, open, close))
                 if (keep_if_interesting(with(tokens, begin, close + 1, by))) return true;
         return false;
     }
 
-    void cut_brackets() {
-        TEXT tokens = split_tokens(best_);
-        std::vector<std::size_t> partner = partners(tokens);
-        for (std::size_t open = 0; open < tokens.size() && !is_late(); ++open)
-            while (open < tokens.size() && partner[open] > open && !is_late() &&
-                   cut_at_bracket(tokens, partner, open)) {
-                tokens = split_tokens(best_);
-                partner = partners(tokens);
-            }
+    // The widest brackets come first, and again after each cut; texts that failed are known.
+    void cut_brackets(char kind, char or_kind) {
+        for (bool cut = true; cut && !is_late();) {
+            cut = false;
+            const TEXT tokens = split_tokens(best_);
+            const std::vector<std::size_t> partner = partners(tokens);
+            std::vector<std::size_t> opens;
+            for (std::size_t i = 0; i < tokens.size(); ++i)
+                if (partner[i] > i && (tokens[i][0] == kind || tokens[i][0] == or_kind))
+                    opens.push_back(i);
+            std::stable_sort(opens.begin(), opens.end(), [&](std::size_t x, std::size_t y) {
+                return partner[x] - x > partner[y] - y;
+            });
+            for (std::size_t i = 0; i < opens.size() && !cut && !is_late(); ++i)
+                cut = cut_at_bracket(tokens, partner, opens[i]);
+        }
     }
 
     void simplify_tokens() {

@@ -41,16 +41,21 @@ PROCESS_RESULT SUBJECT::tool(std::vector<std::string> words, unsigned cpu_second
     return run_process(words, file("stdout"), file("stderr"), bounds);
 }
 
-REFUSAL SUBJECT::prepare(const DEMANDS &demands) {
-    std::vector<std::string> compile = {"ic-cc", "-I", shop_.include, "-o", file("before.ic")};
-    if (calls_) compile.insert(compile.end(), {"-D", "SAFE_CALLS"});
-    compile.push_back(source_);
-    const PROCESS_RESULT compiled = tool(compile);
+REFUSAL SUBJECT::compile() {
+    std::vector<std::string> words = {"ic-cc", "-I", shop_.include, "-o", file("before.ic")};
+    if (calls_) words.insert(words.end(), {"-D", "SAFE_CALLS"});
+    words.push_back(source_);
+    const PROCESS_RESULT compiled = tool(words);
     if (!compiled.ended_with(0))
         return {"ic-cc refuses", shortened(compiled.err), compiled.exit_code != 1};
     const PROCESS_RESULT lint = tool({"ic-lint", file("before.ic")});
     if (!lint.ended_with(0))
         return {"ic-lint complains about ic-cc", shortened(lint.out + lint.err), true};
+    return {};
+}
+
+REFUSAL SUBJECT::prepare(const DEMANDS &demands) {
+    if (const REFUSAL refusal = compile()) return refusal;
     const std::string limit = std::to_string(demands.step_limit);
     expected_ = tool({"ic-run", "--limit", limit, file("before.ic")});
     if (expected_.signal) return {"ic-run crashes", expected_.how(), true};

@@ -64,6 +64,8 @@ public:
     SUBJECT(const WORKSHOP &shop, std::string source, bool calls = false)
         : shop_(shop), source_(std::move(source)), calls_(calls) {}
 
+    // Compiles the program; enough for trials that fail before the optimized program runs.
+    REFUSAL compile();
     // Compiles and runs the program. To be called, and to succeed, before try_trial.
     REFUSAL prepare(const DEMANDS &demands = {});
     // Optimizes the program and compares what it does.
