@@ -18,6 +18,7 @@ extern FCP_COUNTERS fcp_counters;
 // The working fields of a symbol during one round. `modified` and `seen` are statement numbers.
 struct FCP_SYMBOL {
     std::int16_t defs = -1;      // -1: no candidate
+    bool is_listed = false;      // among the function's symbols, so that its uses are counted
     bool is_from_prolog = false; // a definition stands in the argument prolog
     bool is_settled = false;    // its only definition runs once, before all uses that mean anything
     bool is_resolved = false;   // whether it has one value everywhere is known

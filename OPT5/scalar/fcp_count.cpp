@@ -46,6 +46,7 @@ public:
                     count(tree->left);
             }
     }
+    const NODE *root = nullptr; // the statement
     bool is_prolog = false, is_in_entry = false, is_in_EHT = false;
 
 private:
@@ -102,6 +103,10 @@ private:
                 exclude(whole);
             return;
         }
+        // The value of a step or compound assignment comes from its target.
+        const bool is_plain =
+            tree && (tree->op == OP::ASG || tree->op == OP::STASG || tree->op == OP::ARASG);
+        if (tree && !is_plain && tree != root) use(target);
         FCP_SYMBOL *fields = fcp_find_symbol(target->u.name.sym);
         if (!fields) return;
         fields->is_in_EHT |= is_in_EHT;
@@ -164,6 +169,7 @@ void fcp_count_function() {
     for (SYMTAB *sym = currfuninfo->symbols; sym; sym = sym->next) {
         sym->refcount = 0;
         FCP_SYMBOL *fields = fcp_symbol(sym);
+        fields->is_listed = true;
         if (sym->level < 2 || (sym->sc != 1 && sym->sc != 4)) continue;
         sym->attr &= static_cast<std::uint8_t>(~SA_aliased);
         fields->defs = 0;
@@ -174,9 +180,11 @@ void fcp_count_function() {
             counter.is_prolog = bb == currfuninfo->bb_list && cell == bb->statements &&
                                 tree_is_arg_prolog(cell->first);
             counter.is_in_entry = bb == currfuninfo->bb_list;
+            counter.root = cell->first;
             counter.count(cell->first);
         }
     counter.is_prolog = counter.is_in_entry = false;
+    counter.root = nullptr;
     counter.is_in_EHT = true;
     for (unsigned i = 0; i < currfuninfo->eht_size; ++i)
         if (currfuninfo->eht[i].cleanup) counter.count(currfuninfo->eht[i].cleanup);

@@ -42,7 +42,7 @@ const NODE *local_value(const FCP_SYMBOL &fields) {
 
 const NODE *known_value(const SYMTAB *sym) {
     const FCP_SYMBOL *fields = fcp_find_symbol(sym);
-    if (!fields || !fcp_is_plain_local(sym)) return nullptr;
+    if (!fields || !fields->is_listed || !fcp_is_plain_local(sym)) return nullptr;
     if (sym->type->is_ptr() && (sym->type->qual_kind(false) & TQ_restrict)) return nullptr;
     if (fields->has_value) return symbol_maps(currfuninfo, true)->values.value(sym, false);
     return local_value(*fields);
@@ -152,7 +152,8 @@ bool assigns_unread_variable(const NODE *stmt) {
         return false;
     const SYMTAB *sym = stmt->left->u.name.sym;
     const FCP_SYMBOL *fields = fcp_find_symbol(sym);
-    return fields && sym->refcount == 0 && !fields->is_in_EHT && fcp_is_plain_local(sym);
+    return fields && fields->is_listed && sym->refcount == 0 && !fields->is_in_EHT &&
+           fcp_is_plain_local(sym);
 }
 
 NODE *effects_of_source(NODE *stmt) {
@@ -172,7 +173,9 @@ NODE *open_compound(NODE *stmt) {
     if (stmt->op == OP::MINMIN) stmt->op = OP::MINUSASG;
     if (op_of_opASG[stmt->op] == OP::ILLOP) return stmt;
     stmt = opASG_to_ASG(stmt);
-    if (stmt->op == OP::ASG) ++sym->refcount;
+    if (stmt->op != OP::ASG) return stmt;
+    stmt->right = coerce_to_type(stmt->left->type, stmt->right);
+    ++sym->refcount;
     return stmt;
 }
 
@@ -180,7 +183,9 @@ bool may_remember(const NODE *value, const SYMTAB *target) {
     if (fcp_is_propagatable(value)) return true;
     if (value->op != OP::NAME || value->u.name.sym == target) return false;
     const SYMTAB *sym = value->u.name.sym;
-    return fcp_is_plain_local(sym) && !node_is_volatile_access(value) && sym->type->is_scalar() &&
+    const FCP_SYMBOL *fields = fcp_find_symbol(sym);
+    return fields && fields->is_listed && fcp_is_plain_local(sym) &&
+           !node_is_volatile_access(value) && sym->type->is_scalar() &&
            equiv_mtypes(sym->type, target->type) && equiv_mtypes(value->type, target->type);
 }
 
@@ -190,6 +195,7 @@ void learn_from(NODE *stmt) {
     if (!fcp_is_plain_local(sym) || !sym->type->is_scalar() || node_is_volatile_access(stmt->left))
         return;
     FCP_SYMBOL *fields = fcp_symbol(sym);
+    if (!fields->is_listed) return;
     NODE *value = fcp_assigned_value(stmt);
     if (may_remember(value, sym)) {
         fields->assignment = stmt;
@@ -287,5 +293,50 @@ NODE *prop_constant_for_CSU_member(NODE *tree, NODE *) {
     NODE *value = fcp_global_constant(tree);
     if (!value) return tree;
     fcp_take_place(tree, value, "propagate_global_constants");
+    return tree;
+}
+
+namespace {
+// Reads of globals in the tree; what an address is made of stays, but for its indices.
+void propagate_globals(NODE *&link) {
+    NODE *tree = link;
+    if (!tree) return;
+    switch (tree->op) {
+    case OP::NAME:
+        if (tree->u.name.sym && tree->u.name.sym->level == 0)
+            if (NODE *value = fcp_global_constant(tree))
+                fcp_take_place(link, value, "propagate_global_constants");
+        return;
+    case OP::STDOT:
+    case OP::STREF:
+    case OP::UMULT:
+        link = prop_constant_for_CSU_member(tree, nullptr);
+        if (link == tree && tree->op != OP::STDOT) propagate_globals(tree->left);
+        return;
+    case OP::UAND:
+    case OP::ARGREF: {
+        NODE *lvalue = tree->left;
+        while (fcp_is_part(lvalue->op))
+            lvalue = lvalue->left;
+        if (lvalue->op == OP::UMULT || lvalue->op == OP::STREF) propagate_globals(lvalue->left);
+        return;
+    }
+    default: break;
+    }
+    if (fcp_is_definition(tree->op)) {
+        if (tree->left->op == OP::UMULT || tree->left->op == OP::STREF)
+            propagate_globals(tree->left->left);
+    } else {
+        propagate_globals(tree->left);
+    }
+    propagate_globals(tree->right);
+}
+} // namespace
+
+NODE *propagate_global_constants(NODE *tree, NODE *, bool flag) {
+    fcp_forget_initialisers();
+    fcp_counters.changed = false;
+    propagate_globals(tree);
+    if (fcp_counters.changed && !flag) tree = simp_tree(tree);
     return tree;
 }

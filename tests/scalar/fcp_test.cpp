@@ -32,7 +32,7 @@ TEST_F(FastCP, WhatChangesIsNoValue) {
     // i is set twice; k takes what it was at the time.
     EXPECT_EQ(once({set(i, 1), def(1), copy(k, i), asg(name(i), plus(i, 1)), print(k),
                     unless_tree(op(OP::GT, name(i), icon(4)), 1), ret(name(k))}),
-              "1 (): i = 1; goto 2\n2 (1 2): k = i; i = i + 1; _g(k); if i > 4 3 else 2\n"
+              "1 (): i = 1; goto 2\n2 (2 1): k = i; i = i + 1; _g(k); if i > 4 3 else 2\n"
               "3 (2): return k\n");
     // A constant of a loop's body is another one each time round.
     SYMTAB *c = local("c", const_int);
@@ -46,7 +46,7 @@ TEST_F(FastCP, WhatChangesIsNoValue) {
 
 TEST_F(FastCP, ParametersThatKeepTheirValueBecomeConst) {
     EXPECT_EQ(once({prolog(), copy(i, body_parm), def(1), print(i), unless(G, 1), leave()}),
-              "1 (): n = n; goto 2\n2 (1 2): _g(n); if _G 3 else 2\n3 (2): leave\n");
+              "1 (): n = n; goto 2\n2 (2 1): _g(n); if _G 3 else 2\n3 (2): leave\n");
     EXPECT_TRUE(body_parm->type->is_const());
     EXPECT_THAT(log(), HasSubstr("\n\tArgument variable is not re-assigned: n\n"));
     body_parm->type = int_t;
