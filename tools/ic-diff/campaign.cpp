@@ -115,7 +115,6 @@ TALLY check_file(const WORKSHOP &shop, const std::string &source) {
     TALLY tally;
     SUBJECT subject(shop, source);
     DEMANDS demands;
-    demands.step_limit = 2'000'000'000;
     demands.host = true;
     if (const REFUSAL refusal = subject.prepare(demands)) {
         tally.refuse(source, refusal);
