@@ -402,6 +402,7 @@ bool is_sum(const NODE *tree) {
 // x + y == x, the sum being on the left; x - y and x ^ y likewise.
 NODE *sum_and_operand(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     if (!is_equality(tree) || !both_are_words_of_one_width(tree)) return nullptr;
+    if (tree_has_side_effects(tree)) return nullptr; // what stands twice may not have one value
     for (const bool exchange : {false, true}) {
         NODE *&sum = exchange ? tree->right : tree->left, *&x = exchange ? tree->left : tree->right;
         if (!is_sum(sum)) continue;
@@ -424,7 +425,7 @@ NODE *sum_and_operand(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 NODE *sums_with_common_operand(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *a = tree->left, *b = tree->right;
     if (!is_equality(tree) || a->op != b->op || !both_are_words_of_one_width(tree) || !is_sum(a) ||
-        !is_sum(b))
+        !is_sum(b) || tree_has_side_effects(tree))
         return nullptr;
     for (NODE **of_b : {&b->left, &b->right}) {
         NODE **of_a = nullptr;
