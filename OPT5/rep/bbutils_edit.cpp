@@ -132,6 +132,15 @@ NODE *peel_short_circuit(NODE *tree) {
     TYPE *type = tp->int_type();
     NODE *runs = mk_COMMAOP(effect, mk_ICON(0, type)), *does_not = mk_ICON(0, type);
     if (tree->op == OP::OROR) std::swap(runs, does_not);
+    // Of !a the arms are exchanged, as the simplifier does.
+    NODE *condition = tree->left;
+    if (condition->op == OP::EQ && condition->right->op == OP::ICON &&
+        condition->right->u.lval.is_zero()) {
+        tree->left = condition->left;
+        erase_node(condition->right);
+        erase_node(condition);
+        std::swap(runs, does_not);
+    }
     tree->op = OP::QUEST;
     tree->set_edge_profile_value(~0u);
     tree->type = type;

@@ -44,37 +44,66 @@ bool is_word_difference(const NODE *tree) {
     return width != 0 && arc_width(tree->right->type) == width && arc_width(tree->type) == width;
 }
 
+// A condition on its way to its simplest form.
+struct CONDITION {
+    LOOP *loop;
+    CONTEXT *ctx;
+    bool changed = false; // the tree, or one below it
+
+    NODE *reduced(NODE *tree);
+    bool reduce_operand(NODE *&operand);
+    NODE *difference(NODE *tree);
+    NODE *choice(NODE *tree);
+};
+
+// Whether the operand has become another tree.
+bool CONDITION::reduce_operand(NODE *&operand) {
+    const bool before = std::exchange(changed, false);
+    operand = reduced(operand);
+    return std::exchange(changed, changed || before);
+}
+
 // x - y and x ^ y are zero when x is y.
-NODE *difference_for_control(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+NODE *CONDITION::difference(NODE *tree) {
     if (!is_word_difference(tree)) return tree;
     NODE *compared = simp_node(
         maketree(OP::NEQ, tree->left, tree->right, tp->int_type(), tree->scope), loop, ctx);
     erase_node(tree);
-    return compared;
+    changed = true;
+    return reduced(compared);
+}
+
+NODE *CONDITION::choice(NODE *tree) {
+    bool again = false;
+    for (NODE **arm : {&tree->right->left, &tree->right->right}) {
+        again |= reduce_operand(*arm);
+        if (!equiv_mtypes((*arm)->type, tree->type))
+            *arm = simp_node(coerce_to_type(tree->type, *arm), loop, ctx);
+    }
+    return again ? simp_node(tree, loop, ctx) : tree;
+}
+
+NODE *CONDITION::reduced(NODE *tree) {
+    while (NODE **part = same_zero(tree)) {
+        tree = take_from_tree(part, tree);
+        changed = true;
+    }
+    switch (tree->op) {
+    case OP::MINUS:
+    case OP::XORB: return difference(tree);
+    case OP::ANDAND:
+    case OP::OROR: {
+        const bool left = reduce_operand(tree->left), right = reduce_operand(tree->right);
+        return left || right ? simp_node(tree, loop, ctx) : tree;
+    }
+    case OP::QUEST: return choice(tree);
+    default: return tree;
+    }
 }
 } // namespace
 
 NODE *simp_for_control(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    while (NODE **part = same_zero(tree))
-        tree = take_from_tree(part, tree);
-    switch (tree->op) {
-    case OP::MINUS:
-    case OP::XORB: return difference_for_control(tree, loop, ctx);
-    case OP::ANDAND:
-    case OP::OROR:
-        tree->left = simp_for_control(tree->left, loop, ctx);
-        tree->right = simp_for_control(tree->right, loop, ctx);
-        return tree;
-    case OP::QUEST:
-        for (NODE **arm : {&tree->right->left, &tree->right->right}) {
-            NODE *tested = simp_for_control(*arm, loop, ctx);
-            *arm = equiv_mtypes(tested->type, tree->type)
-                       ? tested
-                       : simp_node(coerce_to_type(tree->type, tested), loop, ctx);
-        }
-        return tree;
-    default: return tree;
-    }
+    return CONDITION{loop, ctx}.reduced(tree);
 }
 
 // A condition that is known makes a jump of it, or nothing.

@@ -218,7 +218,7 @@ NODE *truth_value_and_constant(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     if (tree->op == OP::EQ) return nullptr; // the normal form of !b
     tree->op = OP::EQ;
     tree->right->u.lval = INT65(0);
-    return tree;
+    return simp_node(tree, loop, ctx);
 }
 
 // (x & mask) == c in the place of the comparison.

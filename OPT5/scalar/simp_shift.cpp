@@ -52,19 +52,22 @@ bool is_shift_of_shift(const NODE *tree) {
     return inner->op == tree->op && has_count(inner) && have_one_size(inner, tree) &&
            inner->type->size() == promoted_type(inner->left->type)->size() &&
            is_same_sign(inner->type, promoted_type(inner->left->type)) &&
-           count_of(inner) < INT65(inner->type->size()) &&
-           count_of(tree) < INT65(tree->type->size());
+           count_of(inner) < INT65(inner->type->size());
 }
 
 NODE *right_and_right_again(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     if (tree->op != OP::SRL || !is_shift_of_shift(tree)) return nullptr;
-    set_count(tree->left, count_of(tree->left) + count_of(tree));
+    // A count beyond the width stays one, in few bits.
+    const INT65 width(tree->type->size()), n = count_of(tree);
+    set_count(tree->left, count_of(tree->left) + (n < width ? n : width));
     tree->left = simp_shift(tree->left, loop, ctx);
     return becomes_left(tree, loop, ctx);
 }
 
 NODE *left_and_left_again(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    if (tree->op != OP::SLL || !is_shift_of_shift(tree)) return nullptr;
+    if (tree->op != OP::SLL || !is_shift_of_shift(tree) ||
+        count_of(tree) >= INT65(tree->type->size()))
+        return nullptr;
     set_count(tree, count_of(tree) + count_of(tree->left));
     tree->left = becomes_left(tree->left, loop, ctx);
     return simp_node(tree, loop, ctx);

@@ -32,17 +32,20 @@ constexpr int most_operators = 24;
 
 class SUM {
 public:
-    SUM(NODE *root_, LOOP *loop_, CONTEXT *ctx_)
-        : root(root_), loop(loop_), ctx(ctx_), type(root_->type), bits(root_->type->size()) {
+    // Differences of pointers are taken apart as well, or are terms.
+    SUM(NODE *root_, LOOP *loop_, CONTEXT *ctx_, bool keeps_differences_ = false)
+        : root(root_), loop(loop_), ctx(ctx_), type(root_->type), bits(root_->type->size()),
+          keeps_differences(keeps_differences_) {
         collect(root, false);
         constant = truncated(constant);
+        join_terms();
+        planned = plan();
     }
 
+    // False when the terms, as they depend on each other, make no sum.
+    bool is_planned() const { return planned; }
     // Builds the sum anew when it does not stand as planned. Null, and no change, otherwise.
-    NODE *rebuilt() {
-        join_terms();
-        return plan() && !stands_as_planned() ? build() : nullptr;
-    }
+    NODE *rebuilt() { return stands_as_planned() ? nullptr : build(); }
 
 private:
     NODE *const root;
@@ -50,6 +53,8 @@ private:
     CONTEXT *const ctx;
     TYPE *const type;
     const std::uint32_t bits;
+    const bool keeps_differences;
+    bool planned = false;
     std::vector<TERM> terms, dropped;
     std::vector<NODE *> taken_apart; // nodes that go when the sum is built anew
     INT65 constant;
@@ -82,11 +87,19 @@ private:
                (node->left->type->is_ptr() || node->right->type->is_ptr());
     }
 
+    static bool is_difference_of_pointers(const NODE *node) {
+        return node->op == OP::MINUS && !node->type->is_ptr() && node->left->type->is_ptr() &&
+               node->right->type->is_ptr();
+    }
+
+    bool is_one_term(const NODE *node) const {
+        return !goes_through(node) || is_address_as_number(node) || operators >= most_operators ||
+               (keeps_differences && is_difference_of_pointers(node));
+    }
+
     void collect(NODE *node, bool subtracted) {
         if (is_ICON(node) && is_modular_type(node->type)) return collect_constant(node, subtracted);
-        if (node != root &&
-            (!goes_through(node) || is_address_as_number(node) || operators >= most_operators))
-            return collect_term(node, subtracted);
+        if (node != root && is_one_term(node)) return collect_term(node, subtracted);
         switch (node->op) {
         case OP::PLUS:
         case OP::MINUS:
@@ -241,29 +254,30 @@ private:
                constant_as(node, type) == truncate_to_type(constant, type);
     }
     bool is_negation(const TERM &term) const { return term.factor == INT65(-1); }
-    bool is_NOTB() const {
-        return constant_first && constant == INT65(-1) && terms.size() == 1 &&
-               is_negation(terms[0]);
+    // -1 - x in front is ~x.
+    bool begins_with_NOTB() const {
+        return constant_first && constant == INT65(-1) && is_negation(terms[0]);
     }
 
     // Walks down from the root, which is what the plan ends with.
     bool stands_as_planned() const {
         const NODE *node = root;
         if (terms.empty()) return is_planned_constant(node);
-        if (is_NOTB()) return node->op == OP::NOTB && stands_for(node->left, terms[0], true);
         if (!constant.is_zero() && !constant_first) {
             if (node->op != OP::PLUS || !is_planned_constant(node->right)) return false;
             node = node->left;
         }
-        for (std::size_t n = terms.size(); n-- > (constant_first ? 0 : 1);) {
+        const bool begins_with_constant = constant_first && !begins_with_NOTB();
+        for (std::size_t n = terms.size(); n-- > (begins_with_constant ? 0 : 1);) {
             const bool subtracted = is_subtracted(terms[n]);
             if (node->op != (subtracted ? OP::MINUS : OP::PLUS)) return false;
             if (!stands_for(node->right, terms[n], subtracted)) return false;
             node = node->left;
         }
-        if (constant_first) return is_planned_constant(node);
+        if (begins_with_constant) return is_planned_constant(node);
         if (is_negation(terms[0]))
-            return node->op == OP::UMINUS && stands_for(node->left, terms[0], true);
+            return node->op == (constant_first ? OP::NOTB : OP::UMINUS) &&
+                   stands_for(node->left, terms[0], true);
         return stands_for(node, terms[0], false);
     }
 
@@ -295,7 +309,9 @@ private:
         erase_node(term.operand);
     }
 
+    // The sum so far is no more than an operand now.
     NODE *join(NODE *sum, NODE *operand, bool subtracted) {
+        sum = simp_node(sum, loop, ctx);
         const bool of_pointers = sum->type->is_ptr() || operand->type->is_ptr();
         NODE *node = maketree(subtracted ? OP::MINUS : OP::PLUS, sum, operand,
                               of_pointers ? type : integer_type(), root->scope);
@@ -306,34 +322,36 @@ private:
     NODE *build() {
         LS *const scope = root->scope;
         NODE *sum = nullptr;
-        if (terms.empty() || constant_first)
+        if (terms.empty() || (constant_first && !begins_with_NOTB()))
             sum = make_ICON(constant, terms.empty() ? type : integer_type());
-        if (is_NOTB()) {
-            erase_node(sum);
-            sum = maketree(OP::NOTB, operand_for(terms[0], true), nullptr, type, scope);
-        } else {
-            for (TERM &term : terms)
-                sum = with_term(sum, term);
-            if (!terms.empty() && !constant_first && !constant.is_zero())
-                sum = join(sum, make_ICON(constant, integer_type()), false);
-        }
+        for (TERM &term : terms)
+            sum = with_term(sum, term);
+        if (!terms.empty() && !constant_first && !constant.is_zero())
+            sum = join(sum, make_ICON(constant, integer_type()), false);
         for (NODE *node : taken_apart)
             erase_node(node);
         for (const TERM &term : dropped)
             erase_tree(term.operand);
         if (!sum->scope) sum->scope = scope;
-        return coerce_to_type(type, sum);
+        return equiv_mtypes(sum->type, type)
+                   ? sum
+                   : coerce_to_type(type, simp_node(sum, loop, ctx));
     }
 
     NODE *with_term(NODE *sum, TERM &term) {
         const bool subtracted = is_subtracted(term);
         if (sum) return join(sum, operand_for(term, subtracted), subtracted);
         if (!is_negation(term)) return operand_for(term, false);
-        return maketree(OP::UMINUS, operand_for(term, true), nullptr, integer_type(), root->scope);
+        const int op = begins_with_NOTB() ? OP::NOTB : OP::UMINUS;
+        return maketree(op, operand_for(term, true), nullptr, integer_type(), root->scope);
     }
 };
 } // namespace
 
 NODE *rebuilt_sum(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    return is_modular_type(tree->type) ? SUM(tree, loop, ctx).rebuilt() : nullptr;
+    if (!is_modular_type(tree->type)) return nullptr;
+    SUM sum(tree, loop, ctx);
+    if (sum.is_planned()) return sum.rebuilt();
+    SUM around_differences(tree, loop, ctx, true);
+    return around_differences.is_planned() ? around_differences.rebuilt() : nullptr;
 }
