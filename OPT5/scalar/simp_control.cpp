@@ -12,8 +12,7 @@ bool is_zero_constant(const NODE *tree) {
 }
 
 // Whether the conversion gives zero for zero alone.
-bool keeps_zero(const NODE *conversion) {
-    const TYPE *to = conversion->type, *from = conversion->left->type;
+bool keeps_zero(const TYPE *from, const TYPE *to) {
     if (from->is_floating()) return to->is_floating() && to->size() >= from->size();
     if (!arc_width(from)) return false;
     return to->is_floating() || to->is_bool() || (arc_width(to) && to->size() >= from->size());
@@ -23,7 +22,7 @@ bool keeps_zero(const NODE *conversion) {
 NODE **same_zero(NODE *tree) {
     switch (tree->op) {
     case OP::SCONV:
-    case OP::PCONV: return keeps_zero(tree) ? &tree->left : nullptr;
+    case OP::PCONV: return keeps_zero(tree->left->type, tree->type) ? &tree->left : nullptr;
     case OP::UMINUS: return &tree->left;
     case OP::ABS: return &tree->left;
     case OP::NEQ: return is_zero_constant(tree->right) ? &tree->left : nullptr;
@@ -52,6 +51,7 @@ struct CONDITION {
 
     NODE *reduced(NODE *tree);
     bool reduce_operand(NODE *&operand);
+    bool reduce_arm(NODE *&arm, TYPE *type);
     NODE *difference(NODE *tree);
     NODE *choice(NODE *tree);
 };
@@ -73,14 +73,26 @@ NODE *CONDITION::difference(NODE *tree) {
     return reduced(compared);
 }
 
+// The same for an arm of a choice of this type. Conversions in front stay as long as nothing else
+// changes; they would be made again.
+bool CONDITION::reduce_arm(NODE *&arm, TYPE *type) {
+    NODE **part = &arm;
+    while (((*part)->op == OP::SCONV || (*part)->op == OP::PCONV) &&
+           keeps_zero((*part)->left->type, (*part)->type))
+        part = &(*part)->left;
+    if (!reduce_operand(*part)) return false;
+    if (part != &arm) arm = take_from_tree(part, arm);
+    if (equiv_mtypes(arm->type, type)) return true;
+    const bool keeps = keeps_zero(arm->type, type);
+    if (!keeps) arm = make_boolean(arm); // it has more bits than the choice
+    arm = simp_tree(coerce_to_type(type, arm), loop, ctx);
+    return keeps;
+}
+
 NODE *CONDITION::choice(NODE *tree) {
-    bool again = false;
-    for (NODE **arm : {&tree->right->left, &tree->right->right}) {
-        again |= reduce_operand(*arm);
-        if (!equiv_mtypes((*arm)->type, tree->type))
-            *arm = simp_node(coerce_to_type(tree->type, *arm), loop, ctx);
-    }
-    return again ? simp_node(tree, loop, ctx) : tree;
+    const bool first = reduce_arm(tree->right->left, tree->type),
+               second = reduce_arm(tree->right->right, tree->type), again = first || second;
+    return again ? reduced(simp_node(tree, loop, ctx)) : tree;
 }
 
 NODE *CONDITION::reduced(NODE *tree) {
@@ -94,7 +106,7 @@ NODE *CONDITION::reduced(NODE *tree) {
     case OP::ANDAND:
     case OP::OROR: {
         const bool left = reduce_operand(tree->left), right = reduce_operand(tree->right);
-        return left || right ? simp_node(tree, loop, ctx) : tree;
+        return left || right ? reduced(simp_node(tree, loop, ctx)) : tree;
     }
     case OP::QUEST: return choice(tree);
     default: return tree;

@@ -333,9 +333,8 @@ private:
         for (const TERM &term : dropped)
             erase_tree(term.operand);
         if (!sum->scope) sum->scope = scope;
-        return equiv_mtypes(sum->type, type)
-                   ? sum
-                   : coerce_to_type(type, simp_node(sum, loop, ctx));
+        return equiv_mtypes(sum->type, type) ? sum
+                                             : coerce_to_type(type, simp_node(sum, loop, ctx));
     }
 
     NODE *with_term(NODE *sum, TERM &term) {
