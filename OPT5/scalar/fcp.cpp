@@ -85,21 +85,22 @@ bool has_single_definition(const SYMTAB *sym, const FCP_SYMBOL *fields) {
            !(sym->type->is_ptr() && (sym->type->qual_kind(false) & TQ_restrict));
 }
 
-// Finds out whether a variable has one value everywhere. Its source may be another such variable.
-void resolve_value(SYMTAB *sym) {
-    FCP_SYMBOL *fields = fcp_find_symbol(sym);
-    if (!has_single_definition(sym, fields) || fields->is_resolved) return;
-    fields->is_resolved = true;
-    const NODE *source = fcp_assigned_value(fields->def);
+// The variable that the single definition copies; null when it takes something else.
+SYMTAB *copied_variable(const FCP_SYMBOL &fields) {
+    const NODE *source = fcp_assigned_value(fields.def);
+    const bool is_copy = source->op == OP::NAME && !node_is_volatile_access(source);
+    return is_copy ? source->u.name.sym : nullptr;
+}
+
+// Once the variable that it copies is resolved.
+void settle_value(SYMTAB *sym, FCP_SYMBOL *fields) {
     NODE *value = nullptr;
-    if (fcp_is_propagatable(source)) {
-        value = fcp_value_in_variable(sym, source);
-    } else if (source->op == OP::NAME && !node_is_volatile_access(source)) {
-        SYMTAB *from = source->u.name.sym;
-        resolve_value(from);
+    if (const SYMTAB *from = copied_variable(*fields)) {
         const FCP_SYMBOL *of = fcp_find_symbol(from);
         if (of && of->has_value) value = fcp_value_in_variable(sym, value_map().value(from, false));
     }
+    const NODE *source = fcp_assigned_value(fields->def);
+    if (!value && fcp_is_propagatable(source)) value = fcp_value_in_variable(sym, source);
     if (!value) return;
     value_map().set_value(sym, value);
     fields->has_value = value_map().value(sym, false) != nullptr;
@@ -108,6 +109,20 @@ void resolve_value(SYMTAB *sym) {
         dprintf("\n\tGlobally constant assignment: %s = %s\n", sym->name, text.c_str());
     }
     erase_tree(value);
+}
+
+// Finds out whether a variable has one value everywhere, along the chain of those that it copies.
+void resolve_value(SYMTAB *sym) {
+    std::vector<SYMTAB *> chain;
+    while (sym) {
+        FCP_SYMBOL *fields = fcp_find_symbol(sym);
+        if (!has_single_definition(sym, fields) || fields->is_resolved) break;
+        fields->is_resolved = true;
+        chain.push_back(sym);
+        sym = copied_variable(*fields);
+    }
+    for (; !chain.empty(); chain.pop_back())
+        settle_value(chain.back(), fcp_find_symbol(chain.back()));
 }
 
 void find_values() {

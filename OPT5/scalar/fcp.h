@@ -80,8 +80,11 @@ private:
         unsigned generation = 0;
         std::uint32_t seen = 0;
     };
-    NODE *variable_for(const NODE *tree) const; // null: none is known
+    ENTRY &entry_of(std::uint32_t number);
+    NODE *variable_for(const NODE *tree); // null: none is known, or it would not be cheaper
+    bool replace_whole(NODE *&link);
     void replace_below(NODE *&link);
+    void replace_in_lvalue(NODE *lvalue);
 
     std::vector<ENTRY> table; // by number; a later expression takes the place of an earlier one
     unsigned generation = 0;  // in which the last entry was made

@@ -7,6 +7,7 @@
 #include "OPT5/driver/log.h"
 #include "OPT5/rep/types.h"
 #include "OPT5/scalar/fcp_memory.h"
+#include "OPT5/target/costs.h"
 
 #include <algorithm>
 #include <bit>
@@ -64,7 +65,6 @@ bool is_leaf_of_one(const NODE *tree) {
 
 struct NUMBER {
     std::uint32_t sum = 0;
-    int depth = 0;
     bool is_pure = true;
 };
 
@@ -76,12 +76,11 @@ NUMBER number_of_leaf(const NODE *tree) {
     case OP::FIELD: x = tree->u.field.mdata ? tree->u.field.mdata->index : 0; break;
     default: break;
     }
-    return {mixed(x * 256 + tree->op), 0, true};
+    return {mixed(x * 256 + tree->op), true};
 }
 
 NUMBER number_of_node(const NODE *tree, const NUMBER &left, const NUMBER &right) {
-    NUMBER number{left.sum + right.sum, std::max(left.depth, right.depth) + 1,
-                  left.is_pure && right.is_pure};
+    NUMBER number{left.sum + right.sum, left.is_pure && right.is_pure};
     const bool is_address = tree->op == OP::UAND;
     if (!is_address && !is_computation(tree)) number.is_pure = false;
     const std::uint32_t op = std::min<std::uint32_t>(
@@ -90,84 +89,109 @@ NUMBER number_of_node(const NODE *tree, const NUMBER &left, const NUMBER &right)
     return number;
 }
 
-// Number of a tree on its own.
-NUMBER number_of_tree(const NODE *tree) {
+// Number of a tree; not pure when it has more levels than this.
+NUMBER number_of_tree(const NODE *tree, int levels) {
     if (!tree) return {};
     if (is_leaf_of_one(tree)) return number_of_leaf(tree);
-    if (!tree->left) return {0, 0, false};
-    return number_of_node(tree, number_of_tree(tree->left), number_of_tree(tree->right));
+    if (!tree->left || levels == 0) return {0, false};
+    const NUMBER left = number_of_tree(tree->left, levels - 1);
+    if (!left.is_pure) return left;
+    return number_of_node(tree, left, number_of_tree(tree->right, levels - 1));
 }
 
-// Leaves in the mark of each tree that may be replaced the low bits of its number, not 0.
-NUMBER mark_computations(NODE *tree) {
-    if (!tree) return {};
-    tree->mark = 0;
-    if (is_leaf_of_one(tree)) return number_of_leaf(tree);
-    if (!tree->left) return {0, 0, false};
-    const NUMBER left = mark_computations(tree->left), right = mark_computations(tree->right);
-    const NUMBER number = number_of_node(tree, left, right);
-    if (number.is_pure && number.depth <= deepest && tree->op != OP::UAND)
-        tree->mark = static_cast<std::uint16_t>(number.sum | 1);
-    return number;
+// Not where reading a variable is no cheaper.
+bool is_worth_a_variable(const NODE *tree) {
+    return is_computation(tree) && cost_of_tree(tree) > 0;
 }
 
-// Takes the marks off a tree, the objects of its stores and addresses first, which stay.
-void unmark_object(NODE *lvalue) {
-    while (fcp_is_part(lvalue->op)) {
-        lvalue->mark = 0;
-        lvalue = lvalue->left;
+// Statements that say something and compute nothing.
+bool is_remark(const NODE *stmt) {
+    switch (stmt->op) {
+    case OP::NASSERT:
+    case OP::INITLOOP:
+    case OP::LOOP:
+    case OP::ENDLOOP: return true;
+    default: return false;
     }
-    lvalue->mark = 0;
 }
 } // namespace
 
 void FCP_EXPRS::reset(unsigned statements) {
-    constexpr unsigned most = 1u << 14;
-    table.assign(std::bit_ceil(std::clamp(statements, 16u, most)), ENTRY());
+    constexpr unsigned least = 64, most = 1u << 14; // few share a place
+    table.assign(std::bit_ceil(std::clamp(2 * statements, least, most)), ENTRY());
     generation = 0;
 }
 
+FCP_EXPRS::ENTRY &FCP_EXPRS::entry_of(std::uint32_t number) {
+    return table[number & (table.size() - 1)];
+}
+
 void FCP_EXPRS::learn(SYMTAB *sym, NODE *value, std::uint32_t now) {
-    if (!is_computation(value) || !equiv_mtypes(value->type, sym->type)) return;
-    const NUMBER number = number_of_tree(value);
-    if (!number.is_pure || number.depth > deepest || sym_appears_in_tree(sym, value)) return;
-    const auto key = static_cast<std::uint16_t>(number.sum | 1);
-    table[(key >> 1) & (table.size() - 1)] = {sym, value, fcp_counters.generation, now};
+    if (!is_worth_a_variable(value) || !equiv_mtypes(value->type, sym->type)) return;
+    // An access through a restrict pointer is told apart from those through what it was made of.
+    if (sym->type->is_ptr() && (sym->type->qual_kind(false) & TQ_restrict)) return;
+    const NUMBER number = number_of_tree(value, deepest);
+    if (!number.is_pure || sym_appears_in_tree(sym, value)) return;
+    entry_of(number.sum) = {sym, value, fcp_counters.generation, now};
     generation = fcp_counters.generation;
 }
 
-NODE *FCP_EXPRS::variable_for(const NODE *tree) const {
-    const ENTRY &entry = table[static_cast<std::size_t>(tree->mark >> 1) & (table.size() - 1)];
-    if (!entry.sym || entry.generation != fcp_counters.generation || entry.value->op != tree->op ||
-        !equiv_mtypes(entry.value->type, tree->type))
-        return nullptr;
-    const FCP_SYMBOL *fields = fcp_find_symbol(entry.sym);
-    if (fields->modified > entry.seen || !trees_are_congruent(entry.value, tree, false) ||
+NODE *FCP_EXPRS::variable_for(const NODE *tree) {
+    if (!is_worth_a_variable(tree)) return nullptr;
+    const NUMBER number = number_of_tree(tree, deepest);
+    const ENTRY &entry = entry_of(number.sum);
+    if (!number.is_pure || !entry.sym || entry.generation != fcp_counters.generation ||
+        !equiv_mtypes(entry.value->type, tree->type) ||
+        fcp_find_symbol(entry.sym)->modified > entry.seen ||
+        !trees_are_congruent(entry.value, tree, false) ||
         !fcp_memory.is_unchanged(entry.value, entry.seen))
         return nullptr;
     return mk_NAME(entry.sym, tree->scope);
 }
 
+bool FCP_EXPRS::replace_whole(NODE *&link) {
+    NODE *name = variable_for(link);
+    if (!name) return false;
+    fcp_take_place(link, name, "fcpNAME");
+    return true;
+}
+
+// The largest trees first; what has come to hold variables is looked up once more, as the sources
+// of assignments hold them, too.
 void FCP_EXPRS::replace_below(NODE *&link) {
     NODE *tree = link;
-    if (!tree) return;
-    if (tree->mark != 0) {
-        tree->mark = 0;
-        if (NODE *name = variable_for(tree)) {
-            fcp_take_place(link, name, "fcpNAME");
-            return;
-        }
-    }
-    if (fcp_is_definition(tree->op) || tree->op == OP::UAND || tree->op == OP::ARGREF)
-        unmark_object(tree->left);
+    if (!tree || replace_whole(link)) return;
+    const long before = fcp_counters.replacements;
+    if (fcp_is_definition(tree->op) || tree->op == OP::UAND || tree->op == OP::ARGREF ||
+        tree->op == OP::CALL || tree->op == OP::UCALL)
+        replace_in_lvalue(tree->left);
     else if (fcp_is_part(tree->op) && tree->op != OP::IDENTITY)
-        unmark_object(tree); // a part of an object, read
-    replace_below(tree->left);
+        replace_in_lvalue(tree); // a part of an object, read
+    else
+        replace_below(tree->left);
     replace_below(tree->right);
+    if (fcp_counters.replacements != before) replace_whole(link);
+}
+
+// The object, or the callee, itself stays; what its address is computed from is read.
+void FCP_EXPRS::replace_in_lvalue(NODE *lvalue) {
+    while (fcp_is_part(lvalue->op))
+        lvalue = lvalue->left;
+    switch (lvalue->op) {
+    case OP::COMMAOP:
+        replace_below(lvalue->left);
+        replace_in_lvalue(lvalue->right);
+        return;
+    case OP::UMULT:
+    case OP::STREF:
+        replace_below(lvalue->left);
+        replace_below(lvalue->right);
+        return;
+    default: return;
+    }
 }
 
 void FCP_EXPRS::replace(NODE *stmt) {
-    if (generation != fcp_counters.generation) return; // nothing is known here
-    mark_computations(stmt);
+    if (generation != fcp_counters.generation || is_remark(stmt)) return; // nothing is known here
     replace_below(stmt);
 }

@@ -22,6 +22,10 @@ TEST_F(FastCP, OneDefinitionIsOneValue) {
     EXPECT_THAT(once({set(j, 0), def(1), print(j), set(i, 3), asg(name(j), plus(j, 1)),
                       unless_tree(op(OP::GT, name(j), name(i)), 1), leave()}),
                 AllOf(HasSubstr("> 3"), Not(HasSubstr("i ="))));
+    // Values go through variables, and end as the variable's type has them.
+    EXPECT_EQ(once({set(i, 70000), set_to(w, tree(OP::SCONV, short_t, name(i))), copy(j, i),
+                    print(j), ret(name(w))}),
+              "1 (): _g(70000); return 4464\n");
 }
 
 TEST_F(FastCP, WhatChangesIsNoValue) {
@@ -63,10 +67,115 @@ TEST_F(FastCP, StraightLinesRememberTheLastAssignment) {
         {"a step on a constant", // folded where there is a simplifier for it
          {set(i, 5), tree(OP::PLUSASG, int_t, name(i), icon(2)), print(i), set(i, 1), ret(name(i))},
          "1 (): _g(7); return 1\n"},
+        {"copies, until the source changes", // two variables of one name by then
+         {copy(i, G), copy(i, H), copy(j, i), print(j), asg(name(i), plus(i, 1)), print(j),
+          print(i), leave()},
+         "1 (): i = _H; _g(i); i = i + 1; _g(i); _g(i); leave\n"},
+        {"expressions that a variable holds",
+         {copy(i, G), copy(j, H), set_to(k, plus(name(i), name(j))), print(plus(name(j), name(i))),
+          asg(name(i), icon(2)), print(plus(name(j), name(i))), print(k), leave()},
+         "1 (): i = _G; j = _H; k = i + j; _g(k); _g(j + 2); _g(k); leave\n"},
+        {"loads, until a store or a call",
+         {set_to(i, at(p)), set_to(j, at(p)), asg(at(q), icon(1)), set_to(k, at(p)),
+          set_to(H, at(p)), print(at(p)), set_to(G, at(p)), ret(plus(name(i), name(j)))},
+         "1 (): i = *p; *q = 1; _H = *p; _g(*p); _G = *p; return i * 2\n"},
     };
     for (const auto &one : cases) {
         SCOPED_TRACE(one.title);
         EXPECT_EQ(once(one.statements), one.expected);
+    }
+}
+
+TEST_F(FastCP, ExpressionsThatAVariableHolds) {
+    SYMTAB *r = local("r", tp->mk_qual(int_p, TQ_restrict)), *b = local("b", int_t),
+           *u = local("u", tp->uint_type());
+    TYPE *moving = tp->mk_qual(int_t, TQ_volatile);
+    const auto sum = [this] { return plus(name(i), name(j)); };
+    const auto shortened = [&] { return tree(OP::SCONV, short_t, sum()); };
+    const auto pointer = [this] { return tree(OP::PLUS, int_p, name(p), icon(4)); };
+    const auto load = [this](NODE *from) { return tree(OP::UMULT, int_t, from); };
+    const struct {
+        const char *title;
+        STATEMENTS statements; // behind i = _G; j = _H
+        const char *expected;
+    } cases[] = {
+        {"the largest first, and what holds another one",
+         {set_to(k, sum()), set_to(b, op(OP::MULT, sum(), name(j))),
+          print(op(OP::MULT, sum(), name(j))), print(k), print(b), leave()},
+         "i = _G; j = _H; k = i + j; b = k * j; _g(b); _g(k); _g(b); leave\n"},
+        {"not once the variable is another one",
+         {set_to(k, sum()), unless(H, 1), set_to(k, print(G)), print(sum()), def(1), print(k),
+          leave()},
+         "i = _G; j = _H; k = i + j; if _H 2 else 3\n2 (1): k = _g(_G); _g(i + j); goto 3\n"
+         "3 (2 1): _g(k); leave\n"},
+        {"nor where the statement changes an operand or the variable",
+         {set_to(k, sum()), print(plus(asg(name(i), print(H)), sum())), print(k), print(i),
+          set_to(b, sum()), print(plus(sum(), asg(name(b), print(H)))), print(b), leave()},
+         "i = _G; j = _H; k = i + j; _g((i = _g(_H)) + i + j); _g(k); _g(i); b = i + j; "
+         "_g(i + j + (b = _g(_H))); _g(b); leave\n"},
+        {"a narrower variable holds what is left of it",
+         {set_to(w, shortened()), print(sum()), print(tree(OP::SCONV, int_t, shortened())),
+          print(tree(OP::SCONV, int_t, name(w))), leave()},
+         "i = _G; j = _H; w = (char)(i + j); _g(i + j); _g((int)w); _g((int)w); leave\n"},
+        {"the operands before the target",
+         {set_to(k, sum()), asg(name(i), plus(sum(), icon(1))), print(i), print(k), leave()},
+         "i = _G; j = _H; k = i + j; i = k + 1; _g(i); _g(k); leave\n"},
+        {"addresses of stores, not their objects",
+         {set_to(q, pointer()), set_to(k, load(name(q))), asg(load(pointer()), icon(2)),
+          print(load(pointer())), print(k), leave()},
+         "q = p + 4; k = *q; *q = 2; _g(*q); _g(k); leave\n"},
+        {"a call forgets what others reach",
+         {set_to(k, plus(name(G), name(j))), print(plus(name(G), name(j))),
+          print(plus(name(G), name(j))), print(k), leave()},
+         "j = _H; k = _G + j; _g(k); _g(_G + j); _g(k); leave\n"},
+        {"restrict pointers stay apart",
+         {set_to(r, pointer()), asg(load(name(r)), icon(1)), print(load(pointer())), leave()},
+         "r = p + 4; *r = 1; _g(*(p + 4)); leave\n"},
+        {"volatile reads",
+         {set_to(k, plus(name(vol), name(j))), print(plus(name(vol), name(j))), print(k),
+          set_to(b, tree(OP::UMULT, moving, name(p))), print(tree(OP::UMULT, moving, name(p))),
+          print(b), leave()},
+         "j = _H; k = vol + j; _g(vol + j); _g(k); b = *p; _g(*p); _g(b); leave\n"},
+        {"at a join nothing is known",
+         {set_to(k, sum()), print(sum()), def(1), print(sum()), print(k), unless(H, 1), leave()},
+         "i = _G; j = _H; k = i + j; _g(k); goto 2\n2 (2 1): _g(i + j); _g(k); if _H 3 else 2\n3 "
+         "(2): leave\n"},
+        {"a conversion that costs nothing",
+         {set_to(u, tree(OP::SCONV, tp->uint_type(), name(i))),
+          print(tree(OP::SCONV, tp->uint_type(), name(i))), print(u), leave()},
+         "i = _G; u = (unsigned)i; _g((unsigned)i); _g(u); leave\n"},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.title);
+        for (SYMTAB *sym : {r, b, u})
+            if (!is_listed(sym)) enter(sym);
+        STATEMENTS statements = {copy(i, G), copy(j, H)};
+        statements.insert(statements.end(), one.statements.begin(), one.statements.end());
+        EXPECT_EQ(once(statements), std::string("1 (): ") + one.expected);
+    }
+}
+
+TEST_F(FastCP, HandlersBeginWithNothing) {
+    for (const bool is_handler : {false, true}) {
+        SCOPED_TRACE(is_handler);
+        for (SYMTAB *sym : {i, j, k, w})
+            if (!is_listed(sym)) enter(sym);
+        erase_function_body(currfuninfo);
+        if (is_handler) {
+            currfuninfo->eht = new EHT_ENTRY[2];
+            currfuninfo->eht_size = 2;
+            currfuninfo->eht[1].catches.resize(1);
+            currfuninfo->eht[1].catches[0].lbl = mklabel(1, nullptr, nullptr);
+        }
+        put({copy(i, G), copy(j, H), set(w, 1), print(H), set(w, 2),
+             set_to(k, plus(name(i), name(j))), jump(1), def(1), print(w),
+             print(plus(name(i), name(j))), print(k), leave()});
+        buildcfg();
+        fast_CP(1, 0);
+        // A call may lead to the handler, too, before the sum is there or w is 2.
+        EXPECT_THAT(graph(),
+                    HasSubstr(is_handler ? "_g(w); _g(i + j); _g(k)" : "_g(2); _g(k); _g(k)"));
+        EXPECT_EQ(validate_cfg() + validate_stmts(), 0) << log();
     }
 }
 
