@@ -54,7 +54,7 @@ void prune_symbols() {
             sym->next = nullptr;
             continue;
         }
-        if (fields.defs == 0 && sym->type->is_scalar() && !is_internal_symbol(sym))
+        if (fields.defs == 0 && !is_internal_symbol(sym))
             dprintf("\n\tVariable is used but never assigned: %s\n", sym->name);
         sym->next = kept;
         kept = sym;

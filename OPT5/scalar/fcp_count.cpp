@@ -179,7 +179,7 @@ void fcp_count_function() {
         for (LIST *cell = bb->statements; cell; cell = cell->rest) {
             counter.is_prolog = bb == currfuninfo->bb_list && cell == bb->statements &&
                                 tree_is_arg_prolog(cell->first);
-            counter.is_in_entry = bb == currfuninfo->bb_list;
+            counter.is_in_entry = bb == currfuninfo->bb_list && !bb->predecessors;
             counter.root = cell->first;
             counter.count(cell->first);
         }
