@@ -305,13 +305,23 @@ protected:
         SYMTAB *all[] = {i, j, k, body_parm, G, H};
         return all[below(6)];
     }
+    // T[n], whose n the pass may not know.
+    NODE *some_element() {
+        NODE *n = icon(static_cast<int>(below(4)));
+        return element(T, below(2) ? n : op(OP::ANDB, name(variable()), icon(3)));
+    }
     NODE *value(int depth) {
         constexpr int ops[] = {OP::PLUS, OP::MINUS, OP::MULT, OP::ANDB, OP::XORB};
-        switch (below(depth > 0 ? 12 : 3)) {
+        switch (below(depth > 0 ? 14 : 3)) {
         case 0: return icon(static_cast<int>(below(5)));
         case 1:
         case 2: return name(variable());
-        case 3: return element(T, icon(static_cast<int>(below(4))));
+        case 3: return some_element();
+        case 9:
+        case 10:
+            if (!earlier.empty())
+                return copy_tree(earlier[below(static_cast<unsigned>(earlier.size()))]);
+            return some_element();
         case 4: return asg(name(variable()), value(depth - 1));
         case 5: return tree(OP::PLUSPLUS, int_t, name(variable()), icon(1));
         case 6: return print(value(depth - 1));
@@ -325,15 +335,16 @@ protected:
     NODE *statement() {
         switch (below(8)) {
         case 0: return print(value(2));
-        case 1: return asg(element(T, icon(static_cast<int>(below(4)))), value(2));
+        case 1: return asg(some_element(), value(2));
         case 2: return tree(OP::PLUSASG, int_t, name(variable()), value(1));
         case 3: return tree(OP::PLUSPLUS, int_t, name(variable()), icon(1));
         case 4: return copy(variable(), variable());
-        default: return set_to(variable(), value(2));
+        default: earlier.push_back(value(2)); return set_to(variable(), earlier.back());
         }
     }
     void build_one() {
         STATEMENTS statements = {prolog()};
+        earlier.clear();
         for (SYMTAB *sym : {i, j, k})
             statements.push_back(set(sym, static_cast<int>(below(9))));
         const int labels = 1 + static_cast<int>(below(4));
@@ -351,6 +362,7 @@ protected:
         build(statements);
     }
     std::mt19937 random;
+    STATEMENTS earlier; // sources of assignments, which come again
 };
 
 TEST_F(RandomFunctions, DoTheSameAfterwards) {
