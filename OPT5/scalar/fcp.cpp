@@ -62,6 +62,13 @@ void prune_symbols() {
     currfuninfo->symbols = keep_reversed ? kept : revsymtab(kept);
 }
 
+// Other passes have come to assign the parameter, or take its address: it stays const only when it
+// is declared so.
+void drop_found_const(SYMTAB *sym) {
+    if (sym->type->is_const() && sym->otype && !sym->otype->is_const())
+        sym->type = tp->remove_known_qual(sym->type, TQ_const);
+}
+
 // The parameters that keep the value that is passed, and the variables that are assigned once,
 // before anything comes round again.
 void find_settled_variables() {
@@ -69,6 +76,7 @@ void find_settled_variables() {
         FCP_SYMBOL &fields = *fcp_find_symbol(sym);
         if (fields.defs != 1 || !fcp_is_plain_local(sym) || fields.def->op != OP::ASG) {
             fields.is_settled = false;
+            if (fields.is_from_prolog) drop_found_const(sym);
             continue;
         }
         if (!fields.is_from_prolog) continue;

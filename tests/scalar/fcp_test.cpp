@@ -55,6 +55,24 @@ TEST_F(FastCP, ParametersThatKeepTheirValueBecomeConst) {
                 HasSubstr("_g(n); _g(1)"));
 }
 
+TEST_F(FastCP, AParameterIsConstAsLongAsNothingElseAssignsIt) {
+    const STATEMENTS again[] = {{asg(name(body_parm), plus(body_parm, 1))},
+                                {set_to(p, address(name(body_parm))), print(name(p))}};
+    for (const STATEMENTS &more : again)
+        for (TYPE *declared : {int_t, const_int}) {
+            SCOPED_TRACE(infix(more[0]));
+            body_parm->type = body_parm->otype = declared;
+            once({prolog(), def(1), print(body_parm), unless(G, 1), leave()});
+            EXPECT_TRUE(symbol_is_immutable(body_parm));
+            STATEMENTS statements = {prolog(), def(1), print(body_parm)};
+            for (NODE *stmt : more)
+                statements.push_back(copy_tree(stmt));
+            statements.insert(statements.end(), {unless(G, 1), ret(name(body_parm))});
+            once(statements);
+            EXPECT_EQ(symbol_is_immutable(body_parm), declared == const_int);
+        }
+}
+
 TEST_F(FastCP, StraightLinesRememberTheLastAssignment) {
     const struct {
         const char *title;
