@@ -16,6 +16,14 @@ bool is_plain_integer(const TYPE *type) {
     return is_modular_type(type) && !type->is_ptr();
 }
 
+// Drops what the target would cut off. Effects that come to stand in front of the value by that are
+// hoisted; those that stood there could not be.
+NODE *cut(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    const bool had_effects = tree->right->op == OP::COMMAOP;
+    tree->right = truncate_RHS_for_assignment(tree->left, tree->right, 0);
+    return tree->right->op == OP::COMMAOP && !had_effects ? simp_node(tree, loop, ctx) : nullptr;
+}
+
 // --- compound assignments
 
 // The assignment stores what was there: its value is all that is left.
@@ -130,17 +138,16 @@ NODE *negated_step(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 }
 
 // Of the value of these steps, low bits decide over low bits.
-NODE *cut_step(NODE *tree, LOOP *, CONTEXT *) {
+NODE *cut_step(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     switch (tree->op) {
     case OP::PLUSASG:
     case OP::MINUSASG:
     case OP::MULTASG:
     case OP::ANDBASG:
     case OP::ORBASG:
-    case OP::XORBASG: tree->right = truncate_RHS_for_assignment(tree->left, tree->right, 0); break;
-    default: break;
+    case OP::XORBASG: return cut(tree, loop, ctx);
+    default: return nullptr;
     }
-    return nullptr;
 }
 
 constexpr SIMP_RULE rules_of_steps[] = {cut_step, neutral_step, step_to_constant, negated_step,
@@ -190,12 +197,7 @@ NODE *fitting_constant(NODE *tree, LOOP *, CONTEXT *) {
     return nullptr;
 }
 
-NODE *cut_value(NODE *tree, LOOP *, CONTEXT *) {
-    tree->right = truncate_RHS_for_assignment(tree->left, tree->right, 0);
-    return nullptr;
-}
-
-constexpr SIMP_RULE rules_of_assignments[] = {cut_value, fitting_constant, self_assignment,
+constexpr SIMP_RULE rules_of_assignments[] = {cut, fitting_constant, self_assignment,
                                               assigned_twice, step_in_place};
 } // namespace
 

@@ -368,6 +368,7 @@ NODE *simp_QUEST(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     if (!tree->right || tree->right->op != OP::COLON) return tree;
     const CHOICE q{tree, loop, ctx};
     q.condition() = simp_for_control(q.condition(), loop, ctx);
+    if (q.condition()->op == OP::COMMAOP) return simp_node(tree, loop, ctx); // which hoists it
     for (const auto rule : rules)
         if (NODE *result = rule(q)) return result;
     return tree;

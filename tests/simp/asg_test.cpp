@@ -42,6 +42,7 @@ TEST_F(SimpTest, effects_are_hoisted) {
              {"*(f(), p) = 3", "f(), *p = 3"},
              {"a[(f(), i)]", "f(), *((int *)&a + (char)i * 2)"},
              {"(f(), g, i)", "f(), i"},
+             {"o.lo = (i * 32 | 1) * (f(), 1)", "f(), o.lo = 1"},
              {"i, j", "j"},
              {"f(), (h(), j)", "f(), h(), j"},
              {"0 * f() + i", "f(), i"},

@@ -87,11 +87,27 @@ TEST_F(CompareTest, joined_tests_hold_for_the_same_values) {
 // What a jump tests is zero when, and only when, the tree is.
 TEST_F(CompareTest, conditions) {
     const SIMP_ROW rows[] = {
-        {"i != 0", "i"},         {"s != 0", "s"},    {"(float)i", "i"},
-        {"(short)i", "(char)i"}, {"-i", "i"},        {"ABS(s)", "s"},
-        {"i * 3", "i"},          {"i * 2", "i * 2"}, {"i - j", "i != j"},
-        {"p != (intp)0", "p"},   {"(bool)i", "i"},   {"x != 0.0", "x != 0x0p+0"},
-        {"i == 0", "i == 0"},    {"i < 3", "i < 3"}, {"(int)x", "(int)x"},
+        {"i != 0", "i"},
+        {"s != 0", "s"},
+        {"(float)i", "i"},
+        {"(short)i", "(char)i"},
+        {"-i", "i"},
+        {"ABS(s)", "s"},
+        {"i * 3", "i"},
+        {"i * 2", "i * 2"},
+        {"i - j", "i != j"},
+        {"p != (intp)0", "p"},
+        {"(bool)i", "i"},
+        {"x != 0.0", "x != 0x0p+0"},
+        {"i == 0", "i == 0"},
+        {"i < 3", "i < 3"},
+        {"(int)x", "(int)x"},
+        {"(i ^ i >> 31) - (i >> 31)", "i"},
+        {"~i - j", "~i != j"},
+        {"i ? (int)us : -(int)us", "us"},
+        {"(i ? x : -x) && i", "x && i"},
+        {"i ? 0 : (int)~(s * 2)", "i == 0"},
+        {"~(vi << 1) ? 8 : 0", "vi, 8"},
     };
     for (const SIMP_ROW &row : rows) {
         NODE *result = simp_for_control(simp_tree(parse(row.before)));
