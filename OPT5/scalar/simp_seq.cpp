@@ -169,6 +169,27 @@ NODE *copy_as_assignment(NODE *to, NODE *from, const INT65 &units) {
     return mk_ASG(copy_tree(target, true), copy_tree(source, true));
 }
 
+// --- calls
+
+// Whether the cast is one of a function's address and the function itself could be called.
+bool function_agrees(const NODE *call, const NODE *cast) {
+    const NODE *address = cast->left;
+    const TYPE *expected = cast->type->type_pointed_to();
+    if (address->op != OP::UAND || address->left->op != OP::NAME || !expected) return false;
+    const TYPE *function = address->left->u.name.sym->type->stds();
+    expected = expected->stds();
+    if (!function->is_func() || !expected->is_func() || function->is_vararg() ||
+        expected->is_vararg() || function->sub.func.cc_kind != expected->sub.func.cc_kind ||
+        !equiv_mtypes(function->return_type(), call->type))
+        return false;
+    const int count = call->op == OP::CALL ? arg_list_count(call->right) : 0;
+    for (int n = 0; n < count; ++n) {
+        TYPE *wanted = type_of_nth_parameter(function, n);
+        if (!wanted || !equiv_mtypes(wanted, arg_list_lookup(call->right, n)->type)) return false;
+    }
+    return !type_of_nth_parameter(function, count);
+}
+
 // --- complex numbers
 
 // (re, im) of which one part is asked for.
@@ -216,7 +237,11 @@ NODE *simp_SWITCH(NODE *tree, LOOP *, CONTEXT *) {
     return tree;
 }
 
+// ((T *)&f)(...) is f(...) where f gives and takes what the call expects.
 NODE *simp_call(NODE *tree, LOOP *, CONTEXT *) {
+    if (tree->op != OP::CALL && tree->op != OP::UCALL) return tree;
+    while (tree->left->op == OP::PCONV && function_agrees(tree, tree->left))
+        tree->left = take_operand(tree->left);
     return tree;
 }
 

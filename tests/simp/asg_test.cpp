@@ -72,3 +72,20 @@ TEST_F(SimpTest, objects_by_their_names) {
 TEST_F(SimpTest, scalings) {
     becomes({{"PMCONV(i, 32)", "i * 2"}, {"PMCONV(i, 16)", "i"}, {"PVCONV(i, 16)", "i"}});
 }
+
+// f is int f(), its parameters being unknown.
+TEST_F(SimpTest, calls_through_casts) {
+    const auto call = [&](TYPE *result, bool prototyped, NODE *args) {
+        TYPE *type = tp->type_frozen(tp->mk_func(result, false, prototyped, 0, false));
+        NODE *name = mk_NAME(symbols["f"], nullptr);
+        NODE *address = tree(OP::UAND, tp->mk_ptr(name->type), name);
+        NODE *node = tree(args ? OP::CALL : OP::UCALL, result,
+                          tree(OP::PCONV, tp->mk_ptr(type), address), args);
+        node->mk_call(0, 0);
+        return simp_tree(node)->left->op;
+    };
+    EXPECT_EQ(call(int_t, true, nullptr), OP::UAND);
+    EXPECT_EQ(call(float_t, true, nullptr), OP::PCONV);
+    EXPECT_EQ(call(short_t, true, nullptr), OP::PCONV);
+    EXPECT_EQ(call(int_t, true, parse("i")), OP::PCONV);
+}
