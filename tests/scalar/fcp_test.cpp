@@ -42,6 +42,10 @@ TEST_F(FastCP, WhatChangesIsNoValue) {
                       unless_tree(op(OP::GT, name(i), icon(4)), 1), leave()}),
                 HasSubstr("_g(k)"));
     EXPECT_THAT(log(), Not(HasSubstr("Globally constant assignment: j")));
+    // So is what the first block sets when control comes back to it.
+    const std::string text = once(
+        {def(1), copy(i, G), unless(H, 2), copy(k, i), def(2), print(k), unless(G, 1), leave()});
+    EXPECT_THAT(text, HasSubstr("_g(k)")) << text;
 }
 
 TEST_F(FastCP, ParametersThatKeepTheirValueBecomeConst) {
