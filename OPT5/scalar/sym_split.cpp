@@ -26,6 +26,7 @@ namespace {
 class WEBS {
 public:
     bool find_candidates();
+    void number_across_blocks();
     void solve_liveness();
     void collect();
     void rename();
@@ -45,12 +46,14 @@ private:
     void visit_statement(NODE *&stmt);
     void note(NODE *name, unsigned variable);
     void leave(const BBLK *bb);
+    void forget(const BITVEC &set);
     unsigned new_web();
     unsigned find(unsigned web);
     void join(unsigned a, unsigned b) { parents[find(a)] = find(b); }
     SYMTAB *symbol_of_web(const OCCURRENCE &occurrence);
 
     std::vector<SYMTAB *> variables;
+    unsigned across_blocks = 0; // so many of them, the first, may be live where a block begins
     boost::unordered_map<const SYMTAB *, unsigned> numbers; // looked up, never walked
     BV_ZONE zone;
     std::vector<SETS> sets;                           // by block serial
@@ -96,8 +99,35 @@ bool WEBS::find_candidates() {
     return !variables.empty();
 }
 
+// Gives the lowest numbers to the variables that some block reads before it has set them. No other
+// one is live where a block begins, so that only these need a place in its sets.
+void WEBS::number_across_blocks() {
+    std::vector<const BBLK *> set_in(variables.size());
+    std::vector<bool> crosses(variables.size());
+    for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
+        for (LIST *cell = bb->statements; cell; cell = cell->rest) {
+            const NODE *defined = defined_by(cell->first);
+            for_each_name(cell->first, [&](NODE *&slot, NAME_USE) {
+                const int n = number_of(slot);
+                if (n < 0 || slot == defined) return;
+                const auto variable = static_cast<std::size_t>(n);
+                if (set_in[variable] != bb) crosses[variable] = true;
+            });
+            if (defined) set_in[static_cast<std::size_t>(number_of(defined))] = bb;
+        }
+    std::vector<SYMTAB *> ordered;
+    for (const bool wanted : {true, false}) {
+        for (std::size_t n = 0; n < variables.size(); ++n)
+            if (crosses[n] == wanted) ordered.push_back(variables[n]);
+        if (wanted) across_blocks = static_cast<unsigned>(ordered.size());
+    }
+    variables = ordered;
+    for (std::size_t n = 0; n < variables.size(); ++n)
+        numbers[variables[n]] = static_cast<unsigned>(n);
+}
+
 void WEBS::solve_liveness() {
-    const auto count = static_cast<unsigned>(variables.size());
+    const unsigned count = across_blocks;
     sets.resize(currfuninfo->blocks.size());
     std::vector<BBLK *> order;
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
@@ -108,11 +138,13 @@ void WEBS::solve_liveness() {
             const NODE *defined = defined_by(cell->first);
             for_each_name(cell->first, [&](NODE *&slot, NAME_USE) {
                 const int n = number_of(slot);
-                if (n < 0 || slot == defined) return;
+                if (n < 0 || static_cast<unsigned>(n) >= count || slot == defined) return;
                 if (!block.defined.contains(static_cast<unsigned>(n)))
                     block.used.add(static_cast<unsigned>(n));
             });
-            if (defined) block.defined.add(static_cast<unsigned>(number_of(defined)));
+            if (!defined) continue;
+            const auto n = static_cast<unsigned>(number_of(defined));
+            if (n < count) block.defined.add(n);
         }
     }
     BITVEC out(count);
@@ -168,6 +200,10 @@ void WEBS::leave(const BBLK *bb) {
     }
 }
 
+void WEBS::forget(const BITVEC &set) {
+    set.for_each([this](unsigned n) { current[n] = -1; });
+}
+
 void WEBS::collect() {
     unsigned webs = 0;
     for (const BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
@@ -177,12 +213,17 @@ void WEBS::collect() {
     parents.resize(webs);
     std::iota(parents.begin(), parents.end(), 0u);
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
-        std::fill(current.begin(), current.end(), -1);
+        const std::size_t first = occurrences.size();
         int web = static_cast<int>(sets[bb->serial].first_web);
         sets[bb->serial].live_in.for_each([&](unsigned n) { current[n] = web++; });
         for (LIST *cell = bb->statements; cell; cell = cell->rest)
             visit_statement(cell->first);
         leave(bb);
+        forget(sets[bb->serial].live_in);
+        for (const EDGE *edge = bb->successors; edge; edge = edge->next)
+            forget(sets[edge->bb->serial].live_in);
+        for (std::size_t n = first; n < occurrences.size(); ++n)
+            current[occurrences[n].variable] = -1;
     }
 }
 
@@ -221,6 +262,7 @@ void sym_split() {
     if (!currfuninfo->bb_list || currfuninfo->eht_size > 1) return;
     WEBS webs;
     if (!webs.find_candidates()) return;
+    webs.number_across_blocks();
     webs.solve_liveness();
     webs.collect();
     webs.rename();
