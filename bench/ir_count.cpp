@@ -30,6 +30,10 @@ std::map<std::string, unsigned> cost_table() {
 }
 
 bool is_free(const llvm::Instruction &instruction) {
+    const auto *jump = llvm::dyn_cast<llvm::BranchInst>(&instruction);
+    if (jump && jump->isUnconditional() &&
+        jump->getSuccessor(0) == jump->getParent()->getNextNode())
+        return true;
     if (llvm::isa<llvm::PHINode, llvm::AllocaInst>(instruction)) return true;
     if (const auto *intrinsic = llvm::dyn_cast<llvm::IntrinsicInst>(&instruction))
         switch (intrinsic->getIntrinsicID()) {
@@ -62,11 +66,11 @@ const char *cost_class(const llvm::Instruction &instruction) {
     case Instruction::FDiv:
     case Instruction::FRem: return "float_divide";
     case Instruction::ICmp: return "compare";
-    case Instruction::FCmp: return "compare";
+    case Instruction::FCmp: return "floating";
     case Instruction::Br: return "branch";
     case Instruction::Switch:
     case Instruction::IndirectBr: return "branch";
-    case Instruction::Select: return "move";
+    case Instruction::Select: return "branch"; // as a QUEST is
     case Instruction::Trunc:
     case Instruction::ZExt:
     case Instruction::SExt: return "conversion";
