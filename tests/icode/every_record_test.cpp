@@ -61,8 +61,11 @@ protected:
         expect_success(run_tool({"ic-as", "-o", file, text}, scratch_), text);
         return file;
     }
+    // Through the whole program, but for the steps that change trees: what is kept is told apart
+    // from what is made better.
     TOOL_RESULT optimized(const std::string &file, const std::string &level) {
-        return run_tool({"quillopt", "--opt_level=" + level, file, output_}, scratch_);
+        return run_tool({"quillopt", "--opt_level=" + level, "--debug=last_step=-4", file, output_},
+                        scratch_);
     }
     static std::string text_of(const std::string &file) {
         std::string text, error;

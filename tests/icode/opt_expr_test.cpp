@@ -63,19 +63,20 @@ TEST_F(NodePayload, Integers) {
         TYPE *type;
         std::uint32_t value;
         INT65 kept;
+        std::uint32_t written;
     } cases[] = {
-        {int_t, 5, INT65(5)},
-        {int_t, 0xffffffffu, INT65(-1)},
-        {tp->uint_type(), 0xffffffffu, INT65(0xffffffffu)},
-        {int_p, 0xfffffff0u, INT65(0xfffffff0u)},
-        {short_t, 0xffff8000u, INT65(-0x8000)},
-        {nullptr, 0x80000000u, INT65(0x80000000u)},
+        {int_t, 5, INT65(5), 5},
+        {int_t, 0xffffffffu, INT65(-1), 0xffffffffu},
+        {tp->uint_type(), 0xffffffffu, INT65(0xffffffffu), 0xffffffffu},
+        {int_p, 0xfffffff0u, INT65(0xfffffff0u), 0xfff0}, // an address has 16 bits and no sign
+        {short_t, 0xffff8000u, INT65(-0x8000), 0xffff8000u},
+        {nullptr, 0x80000000u, INT65(0x80000000u), 0x80000000u},
     };
     for (const auto &c : cases) {
         NODE *node = new_node(OP::ICON, c.type);
         node->mk_icon(c.value);
         EXPECT_EQ(node->u.lval, c.kept);
-        EXPECT_EQ(node->icon_uvalue(), c.value);
+        EXPECT_EQ(node->icon_uvalue(), c.written);
         EXPECT_EQ(node->icon_svalue(), static_cast<std::int32_t>(c.value));
     }
 }

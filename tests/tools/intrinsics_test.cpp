@@ -176,8 +176,9 @@ TEST(IntrinsicValues, FloatsAreTheChoiceThatTheyStandFor) {
 
 TEST_F(Intrinsics, TypesOfOperandsAreConvertedToThoseOfTheIntrinsic) {
     expect_values(
-        {"(ICALL:short \"MAX\" (COMMA:int (ICON:short -3) (ICON:char -1)))",
-         "(ICALL:unsigned_short \"_sadd\" (COMMA:int (ICON:int 65535) (ICON:unsigned_char 1)))",
+        {"(SCONV:int (ICALL:short \"MAX\" (COMMA:int (ICON:short -3) (ICON:char -1))))",
+         "(SCONV:int (ICALL:unsigned_short \"_sadd\" (COMMA:int (ICON:int 65535) "
+         "(ICON:unsigned_char 1))))",
          "(SCONV:int (ICALL:float \"FMAX\" (COMMA:int (ICON:int 3) (FCON:float 0x1p+2))))"},
         "ffffffff\n0\n4\n");
     const struct {

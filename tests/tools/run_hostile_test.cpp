@@ -52,6 +52,7 @@ std::vector<DECLARATION> declarations() {
             while (line.find('(') != std::string::npos && line.back() != ';' &&
                    std::getline(file, more))
                 line += more;
+            if (line.starts_with("static inline")) continue; // defined in the header itself
             std::smatch found;
             if (std::regex_search(line, found, form))
                 all.push_back({found[1], parameter_kinds(found[2])});
