@@ -226,7 +226,8 @@ NODE *fcp_global_constant(const NODE *lvalue) {
     PLACE place;
     if (!lvalue_place(lvalue, place) || place.bits < 0) return nullptr;
     if (place.text) return character_of_text(lvalue, place);
-    if (!contents_are_known(place.sym) || !lvalue_is_immutable(lvalue) ||
+    // An object without initialiser may be a constant that code computes before main begins.
+    if (!place.sym->init || !contents_are_known(place.sym) || !lvalue_is_immutable(lvalue) ||
         !symbol_is_immutable(place.sym))
         return nullptr;
     TYPE *type = lvalue->type->type_qualified();
@@ -235,9 +236,8 @@ NODE *fcp_global_constant(const NODE *lvalue) {
     if (place.bits + bits > static_cast<std::int64_t>(place.sym->type->size())) return nullptr;
     if (!member) {
         if (place.bits % unit != 0) return nullptr;
-        return place.sym->init ? scalar_at(place.sym, place.bits / unit, type) : zero_of_type(type);
+        return scalar_at(place.sym, place.bits / unit, type);
     }
-    if (!place.sym->init) return zero_of_type(type);
     // The storage unit of a bit-field begins at a multiple of its declared type's size.
     const auto storage = static_cast<std::int64_t>(member->type->size());
     NODE *whole = scalar_at(place.sym, place.bits / storage * (storage / unit),

@@ -349,6 +349,8 @@ private:
 
 NODE *rebuilt_sum(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     if (!is_modular_type(tree->type)) return nullptr;
+    // A damaged file may have pointers of a size that no integer has.
+    if (tree->type->is_ptr() && !wide_enough_int_type(tree->type->size(), true)) return nullptr;
     SUM sum(tree, loop, ctx);
     if (sum.is_planned()) return sum.rebuilt();
     SUM around_differences(tree, loop, ctx, true);
