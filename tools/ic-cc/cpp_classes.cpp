@@ -164,6 +164,7 @@ symbol *translator::thunk(symbol *target, std::uint32_t back) {
     function_state *outer = std::exchange(fn_, &state);
     state.body.sym = made;
     std::vector<node *> args;
+    state.body.begin = state.body.body_begin = state.body.end = target->pos;
     node *prolog = nullptr;
     for (std::size_t i = 0; i < ft->params.size(); ++i) {
         std::string own_name = "p" + std::to_string(i);

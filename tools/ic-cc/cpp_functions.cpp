@@ -267,6 +267,7 @@ symbol *translator::deleting_destructor(const CXXDestructorDecl *d) {
     function_state *outer = std::exchange(fn_, &state);
     state.body.sym = s;
     const type *t = strip(s->stype)->params[0];
+    state.body.begin = state.body.body_begin = state.body.end = pos(d->getLocation());
     symbol *passed = unit_.add_local("this", t, 9, 1, {});
     symbol *copy = unit_.add_local("this", t, 1, 2, {});
     state.body.params.push_back(passed);
@@ -350,6 +351,7 @@ void translator::write_start_function() {
     function_state state;
     fn_ = &state;
     state.body.sym = s;
+    state.body.begin = state.body.body_begin = state.body.end = pos(dynamic_.front()->getLocation());
     for (std::size_t i = 0; i < dynamic_.size(); ++i) {
         if (const auto *f = dyn_cast<FunctionDecl>(dynamic_[i])) {
             add_tree(call_symbol(function_symbol(f), {}), f->getLocation());
@@ -387,6 +389,7 @@ node *translator::register_at_exit(symbol *object_symbol, const CXXDestructorDec
     state.body.sym = f;
     destroy(
         object_symbol->stype, [this, object_symbol] { return name(object_symbol); }, d);
+    state.body.begin = state.body.body_begin = state.body.end = pos(d->getLocation());
     add_tree(make(OP::URETURN, types_.void_(), name(f)), {});
     unit_.write_function(state.body, header_name_);
     fn_ = outer;
