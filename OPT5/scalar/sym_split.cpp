@@ -84,7 +84,7 @@ bool WEBS::find_candidates() {
             if (!tree_is_arg_prolog(stmt)) continue;
             for (; stmt; stmt = stmt->op == OP::PCOMMA ? stmt->left : nullptr) {
                 const NODE *copy = stmt->op == OP::PCOMMA ? stmt->right : stmt;
-                if (copy->left->op == OP::NAME && copy != cell->first)
+                if (copy->op == OP::ASG && copy->left->op == OP::NAME && copy != cell->first)
                     ++definitions[copy->left->u.name.sym];
             }
         }
