@@ -105,10 +105,10 @@ void settle_value(SYMTAB *sym, FCP_SYMBOL *fields) {
     NODE *value = nullptr;
     if (const SYMTAB *from = copied_variable(*fields)) {
         const FCP_SYMBOL *of = fcp_find_symbol(from);
-        if (of && of->has_value) value = fcp_value_in_variable(sym, value_map().value(from, false));
+        if (of && of->has_value) value = fcp_value_of_type(sym->type, value_map().value(from, false));
     }
     const NODE *source = fcp_assigned_value(fields->def);
-    if (!value && fcp_is_propagatable(source)) value = fcp_value_in_variable(sym, source);
+    if (!value && fcp_is_propagatable(source)) value = fcp_value_of_type(sym->type, source);
     if (!value) return;
     value_map().set_value(sym, value);
     fields->has_value = value_map().value(sym, false) != nullptr;

@@ -48,8 +48,9 @@ void fcp_count_function(); // the definition counts and SYMTAB::refcount of the 
 bool fcp_is_propagatable(const NODE *value);
 // The value that the assignment gives to its target, behind a chain of assignments.
 NODE *fcp_assigned_value(NODE *asg);
-// A copy of the value as the variable holds it; null when that takes more than a constant.
-NODE *fcp_value_in_variable(const SYMTAB *sym, const NODE *value);
+// A copy of the value as an object of the type holds it; null when that takes more than a constant.
+NODE *fcp_value_of_type(TYPE *type, const NODE *value);
+bool fcp_is_bitfield(const NODE *lvalue);
 // The constant that an lvalue within an immutable global has, of the lvalue's type; null when it is
 // not known. The caller owns it.
 NODE *fcp_global_constant(const NODE *lvalue);
@@ -64,24 +65,28 @@ NODE *fcp_substitute(NODE *stmt, bool is_prolog);
 // Takes the new tree, which has the same value, in place of the old one, counts and reports it.
 void fcp_take_place(NODE *&link, NODE *value, const char *routine);
 
-// --- fcp_exprs.cpp: expressions whose value a variable holds
+// --- fcp_exprs.cpp: expressions, and memory, whose value is at hand
 class FCP_EXPRS {
 public:
     void reset(unsigned statements); // of the function
-    // The variable is assigned the tree, which stays where it is until the end of the round.
-    void learn(SYMTAB *sym, NODE *value, std::uint32_t now);
-    // Puts variables where the statement computes what they hold.
+    // The statement assigns to a variable, or to memory a constant or a variable. Its trees stay
+    // where they are until the end of the round.
+    void learn(NODE *asg, std::uint32_t now);
+    // Puts what is at hand where the statement computes or loads it.
     void replace(NODE *stmt);
+    bool knows(const NODE *tree) const { return entry_for(tree) != nullptr; }
 
 private:
     struct ENTRY {
-        SYMTAB *sym = nullptr;
-        NODE *value = nullptr;
+        const NODE *tree = nullptr; // the expression, or the lvalue
+        const NODE *held = nullptr; // the NAME of the variable that holds its value; or a constant
         unsigned generation = 0;
         std::uint32_t seen = 0;
     };
     ENTRY &entry_of(std::uint32_t number);
-    NODE *variable_for(const NODE *tree); // null: none is known, or it would not be cheaper
+    void enter(const NODE *tree, const NODE *held, std::uint32_t now);
+    // Null: nothing is known, or it would not be cheaper.
+    const ENTRY *entry_for(const NODE *tree) const;
     bool replace_whole(NODE *&link);
     void replace_below(NODE *&link);
     void replace_in_lvalue(NODE *lvalue);

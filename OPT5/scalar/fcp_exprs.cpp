@@ -1,9 +1,10 @@
-// Fast copy propagation: expressions that need not be computed anew.
+// Fast copy propagation: expressions that need not be computed anew, memory that need not be read.
 //
 // Each tree without effects has a number that congruent trees share, whatever the order of their
-// operands: a sum over its nodes. An assignment enters its source in a table under that number;
-// where a later tree with an entry of its number is congruent to it and nothing has changed since,
-// the variable takes its place, largest trees first.
+// operands: a sum over its nodes. An assignment to a variable enters its source in a table under
+// that number; one of a variable or a constant to memory enters its target. Where a later tree with
+// an entry of its number is congruent to it and nothing has changed since, the variable or the
+// constant takes its place, largest trees first.
 #include "OPT5/driver/log.h"
 #include "OPT5/rep/types.h"
 #include "OPT5/scalar/fcp_memory.h"
@@ -99,9 +100,55 @@ NUMBER number_of_tree(const NODE *tree, int levels) {
     return number_of_node(tree, left, number_of_tree(tree->right, levels - 1));
 }
 
+bool is_load_of_name(const NODE *tree) {
+    return tree->op == OP::NAME && tree->u.name.sym && tree->type->is_scalar() &&
+           !node_is_volatile_access(tree) && !fcp_is_plain_local(tree->u.name.sym);
+}
+
 // Not where reading a variable is no cheaper.
 bool is_worth_a_variable(const NODE *tree) {
-    return is_computation(tree) && cost_of_tree(tree) > 0;
+    return (is_load_of_name(tree) || is_computation(tree)) && cost_of_tree(tree) > 0;
+}
+
+bool is_restrict(const TYPE *type) {
+    return type->is_ptr() && (type->qual_kind(false) & TQ_restrict);
+}
+
+bool is_access(const NODE *tree) {
+    return tree->op == OP::NAME || tree->op == OP::UMULT || tree->op == OP::STREF ||
+           tree->op == OP::STDOT;
+}
+
+// Whether the store may change where its target lies, by an access within its address.
+bool store_moves_itself(const NODE *target, const NODE *address) {
+    for (; address; address = address->left) {
+        if (address->op == OP::UAND && fcp_object_of(address->left)) return false;
+        if (is_access(address) && store_may_reach_load(target, address, nullptr)) return true;
+        if (address->right && store_moves_itself(target, address->right)) return true;
+    }
+    return false;
+}
+
+// A local scalar as what memory holds.
+bool is_plain_value(const NODE *value) {
+    return value->op == OP::NAME && fcp_is_plain_local(value->u.name.sym) &&
+           fcp_find_symbol(value->u.name.sym) && value->u.name.sym->type->is_scalar() &&
+           !node_is_volatile_access(value) && !is_restrict(value->u.name.sym->type) &&
+           equiv_mtypes(value->type, value->u.name.sym->type);
+}
+
+// The value that the assignment leaves in memory, if it is a constant or a variable of the target's
+// type; else null.
+const NODE *value_left_in_memory(const NODE *asg) {
+    const NODE *target = asg->left, *value = asg->right;
+    if (!target->type->is_scalar() || fcp_is_bitfield(target)) return nullptr;
+    if (value->op == OP::NAME)
+        return is_plain_value(value) && equiv_mtypes(value->type, target->type) ? value : nullptr;
+    if (!fcp_is_propagatable(value)) return nullptr;
+    NODE *held = fcp_value_of_type(target->type, value);
+    if (!held) return nullptr;
+    erase_tree(held);
+    return value;
 }
 
 // Statements that say something and compute nothing.
@@ -126,33 +173,49 @@ FCP_EXPRS::ENTRY &FCP_EXPRS::entry_of(std::uint32_t number) {
     return table[number & (table.size() - 1)];
 }
 
-void FCP_EXPRS::learn(SYMTAB *sym, NODE *value, std::uint32_t now) {
-    if (!is_worth_a_variable(value) || !equiv_mtypes(value->type, sym->type)) return;
-    // An access through a restrict pointer is told apart from those through what it was made of.
-    if (sym->type->is_ptr() && (sym->type->qual_kind(false) & TQ_restrict)) return;
-    const NUMBER number = number_of_tree(value, deepest);
-    if (!number.is_pure || sym_appears_in_tree(sym, value)) return;
-    entry_of(number.sum) = {sym, value, fcp_counters.generation, now};
+void FCP_EXPRS::enter(const NODE *tree, const NODE *held, std::uint32_t now) {
+    const NUMBER number = number_of_tree(tree, deepest);
+    if (!number.is_pure) return;
+    entry_of(number.sum) = {tree, held, fcp_counters.generation, now};
     generation = fcp_counters.generation;
 }
 
-NODE *FCP_EXPRS::variable_for(const NODE *tree) {
-    if (!is_worth_a_variable(tree)) return nullptr;
+void FCP_EXPRS::learn(NODE *asg, std::uint32_t now) {
+    NODE *target = asg->left, *value = asg->right;
+    if (target->op == OP::NAME && fcp_is_plain_local(target->u.name.sym)) {
+        SYMTAB *sym = target->u.name.sym;
+        // An access through a restrict pointer is told apart from those through what it was made of.
+        if (is_worth_a_variable(value) && equiv_mtypes(value->type, sym->type) &&
+            !is_restrict(sym->type) && !sym_appears_in_tree(sym, value))
+            enter(value, target, now);
+        return;
+    }
+    if (!is_access(target) || !is_worth_a_variable(target)) return;
+    const NODE *held = value_left_in_memory(asg);
+    const NODE *object = fcp_object_of(target);
+    if (held && (object || !store_moves_itself(target, target->left))) enter(target, held, now);
+}
+
+const FCP_EXPRS::ENTRY *FCP_EXPRS::entry_for(const NODE *tree) const {
+    if (generation != fcp_counters.generation || !is_worth_a_variable(tree)) return nullptr;
     const NUMBER number = number_of_tree(tree, deepest);
-    const ENTRY &entry = entry_of(number.sum);
-    if (!number.is_pure || !entry.sym || entry.generation != fcp_counters.generation ||
-        !equiv_mtypes(entry.value->type, tree->type) ||
-        fcp_find_symbol(entry.sym)->modified > entry.seen ||
-        !trees_are_congruent(entry.value, tree, false) ||
-        !fcp_memory.is_unchanged(entry.value, entry.seen))
+    const ENTRY &entry = table[number.sum & (table.size() - 1)];
+    if (!number.is_pure || !entry.tree || entry.generation != fcp_counters.generation ||
+        !equiv_mtypes(entry.tree->type, tree->type) ||
+        (entry.held->op == OP::NAME &&
+         fcp_find_symbol(entry.held->u.name.sym)->modified > entry.seen) ||
+        !trees_are_congruent(entry.tree, tree, false) ||
+        !fcp_memory.is_unchanged(entry.tree, entry.seen))
         return nullptr;
-    return mk_NAME(entry.sym, tree->scope);
+    return &entry;
 }
 
 bool FCP_EXPRS::replace_whole(NODE *&link) {
-    NODE *name = variable_for(link);
-    if (!name) return false;
-    fcp_take_place(link, name, "fcpNAME");
+    const ENTRY *entry = entry_for(link);
+    if (!entry) return false;
+    NODE *value = entry->held->op == OP::NAME ? mk_NAME(entry->held->u.name.sym, link->scope)
+                                              : fcp_value_of_type(entry->tree->type, entry->held);
+    fcp_take_place(link, value, "fcpNAME");
     return true;
 }
 

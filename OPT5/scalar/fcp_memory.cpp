@@ -6,6 +6,10 @@ bool is_reached_by_pointers(const SYMTAB *sym) {
     return sym->level < 2 || (sym->sc != 1 && sym->sc != 4) || (sym->attr & SA_aliased);
 }
 
+bool is_only_named_scalar(const SYMTAB *sym) {
+    return sym->type->is_scalar() && !is_reached_by_pointers(sym);
+}
+
 // Operators that do something that their opcode does not tell.
 bool does_anything(const NODE *node) {
     switch (node->op) {
@@ -46,44 +50,58 @@ void FCP_MEMORY::note_effects(NODE *tree, const NODE *but_store, const NODE *but
         if (fcp_is_definition(tree->op) || tree->op == OP::ARGREF) {
             if (tree != but_store) note_store(tree->left);
         } else if (does_anything(tree) && tree != but_call) {
-            note_call();
+            note_call(tree);
         }
         note_effects(tree->left, but_store, but_call);
     }
 }
 
 void FCP_MEMORY::note_store(NODE *lvalue) {
-    if (NODE *object = fcp_object_of(lvalue)) {
-        SYMTAB *sym = object->u.name.sym;
-        fcp_symbol(sym)->modified = now;
-        if (is_reached_by_pointers(sym)) named_store = now;
-        return;
+    const NODE *object = fcp_object_of(lvalue);
+    if (object) {
+        fcp_symbol(object->u.name.sym)->modified = now;
+        if (is_only_named_scalar(object->u.name.sym)) return;
+    } else if (lvalue->op != OP::UMULT && lvalue->op != OP::STREF) {
+        note_names(lvalue);
     }
-    if (lvalue->op != OP::UMULT && lvalue->op != OP::STREF) note_names(lvalue);
-    indirect_store = now;
+    recent.push_back({now, lvalue});
 }
 
 // One of several objects is stored to.
 void FCP_MEMORY::note_names(const NODE *tree) {
     for (; tree; tree = tree->right) {
-        if (tree->op == OP::NAME) fcp_symbol(tree->u.name.sym)->modified = named_store = now;
+        if (tree->op == OP::NAME) fcp_symbol(tree->u.name.sym)->modified = now;
         note_names(tree->left);
     }
 }
 
-bool FCP_MEMORY::object_is_unchanged(const SYMTAB *sym, std::uint32_t then) const {
-    const FCP_SYMBOL *fields = fcp_find_symbol(sym);
-    if (fields && fields->modified > then) return false;
-    return !is_reached_by_pointers(sym) || (indirect_store <= then && call <= then);
+// By what was done since then, as far as it is not too much to be looked at.
+bool FCP_MEMORY::memory_is_unchanged(const NODE *lvalue, std::uint32_t then) const {
+    constexpr int most = 24;
+    int looked_at = 0;
+    for (auto effect = recent.rbegin(); effect != recent.rend() && effect->when > then; ++effect) {
+        if (!effect->node || ++looked_at > most) return false;
+        if (node_is_call(effect->node) ? call_may_modify_lvalue(effect->node, lvalue)
+                                       : store_may_reach_load(effect->node, lvalue, nullptr))
+            return false;
+    }
+    return true;
 }
 
 bool FCP_MEMORY::lvalue_is_unchanged(const NODE *lvalue, std::uint32_t then) const {
-    for (; lvalue->op != OP::NAME; lvalue = lvalue->left) {
-        if (lvalue->op == OP::UMULT || lvalue->op == OP::STREF)
-            return indirect_store <= then && named_store <= then && call <= then &&
-                   is_unchanged(lvalue->left, then) && is_unchanged(lvalue->right, then);
+    const NODE *base = lvalue;
+    while (base->op != OP::NAME && base->op != OP::UMULT && base->op != OP::STREF)
+        base = base->left;
+    if (base->op == OP::NAME) {
+        const SYMTAB *sym = base->u.name.sym;
+        const FCP_SYMBOL *fields = fcp_find_symbol(sym);
+        const bool is_assigned = fields && fields->modified > then;
+        if (is_only_named_scalar(sym)) return !is_assigned;
+        if (!is_assigned && !is_reached_by_pointers(sym)) return true;
+        return memory_is_unchanged(lvalue, then);
     }
-    return object_is_unchanged(lvalue->u.name.sym, then);
+    return memory_is_unchanged(lvalue, then) && is_unchanged(base->left, then) &&
+           is_unchanged(base->right, then);
 }
 
 bool FCP_MEMORY::is_unchanged(const NODE *tree, std::uint32_t then) const {

@@ -57,7 +57,7 @@ void fcpNAME(NODE *&link) {
     if (sym->level == 0)
         value = fcp_global_constant(name);
     else if (const NODE *known = known_value(sym))
-        value = fcp_value_in_variable(sym, known);
+        value = fcp_value_of_type(sym->type, known);
     if (!value) return;
     fcp_take_place(link, value, "fcpNAME");
     if (sym->level == 0 && print_debug) dprintf("\t\t(%s is a GLOBAL variable)\n", sym->name);
@@ -163,19 +163,26 @@ NODE *effects_of_source(NODE *stmt) {
     return peel_for_effect(source);
 }
 
+// Whether the target of a compound assignment is a variable of known value, or memory whose value
+// is at hand.
+bool target_is_known(const NODE *target) {
+    if (target->op == OP::NAME && fcp_is_plain_local(target->u.name.sym)) {
+        const NODE *known = known_value(target->u.name.sym);
+        return known && (known->op == OP::ICON || known->op == OP::FCON);
+    }
+    return !fcp_is_bitfield(target) && expressions.knows(target);
+}
+
 // x op= y of a known x as x = x op y, whose value may be known then.
 NODE *open_compound(NODE *stmt) {
-    if (stmt->left->op != OP::NAME || stmt->op == OP::ASG) return stmt;
-    SYMTAB *sym = stmt->left->u.name.sym;
-    const NODE *known = known_value(sym);
-    if (!known || (known->op != OP::ICON && known->op != OP::FCON)) return stmt;
+    if (stmt->op == OP::ASG || !target_is_known(stmt->left)) return stmt;
     if (stmt->op == OP::PLUSPLUS) stmt->op = OP::PLUSASG; // the value is not used
     if (stmt->op == OP::MINMIN) stmt->op = OP::MINUSASG;
     if (op_of_opASG[stmt->op] == OP::ILLOP) return stmt;
     stmt = opASG_to_ASG(stmt);
     if (stmt->op != OP::ASG) return stmt;
     stmt->right = coerce_to_type(stmt->left->type, stmt->right);
-    ++sym->refcount;
+    count_names(stmt->left, 1); // it is read now
     return stmt;
 }
 
@@ -190,20 +197,19 @@ bool may_remember(const NODE *value, const SYMTAB *target) {
 }
 
 void learn_from(NODE *stmt) {
-    if (stmt->op != OP::ASG || stmt->left->op != OP::NAME) return;
-    SYMTAB *sym = stmt->left->u.name.sym;
-    if (!fcp_is_plain_local(sym) || !sym->type->is_scalar() || node_is_volatile_access(stmt->left))
-        return;
-    FCP_SYMBOL *fields = fcp_symbol(sym);
-    if (!fields->is_listed) return;
-    NODE *value = fcp_assigned_value(stmt);
-    if (may_remember(value, sym)) {
-        fields->assignment = stmt;
-        fields->generation = fcp_counters.generation;
-        fields->seen = fcp_memory.now;
-    } else if (value == stmt->right) {
-        expressions.learn(sym, value, fcp_memory.now);
+    if (stmt->op != OP::ASG || node_is_volatile_access(stmt->left)) return;
+    SYMTAB *sym = stmt->left->op == OP::NAME ? stmt->left->u.name.sym : nullptr;
+    if (sym && fcp_is_plain_local(sym)) {
+        FCP_SYMBOL *fields = fcp_symbol(sym);
+        if (!fields->is_listed || !sym->type->is_scalar()) return;
+        if (may_remember(fcp_assigned_value(stmt), sym)) {
+            fields->assignment = stmt;
+            fields->generation = fcp_counters.generation;
+            fields->seen = fcp_memory.now;
+            return;
+        }
     }
+    expressions.learn(stmt, fcp_memory.now);
 }
 
 // What the root does when all its operands have been evaluated.
@@ -270,15 +276,20 @@ NODE *fcp_substitute(NODE *stmt, bool is_prolog) {
     }
     const bool has_call = has_setjmp && count_calls_in_tree(stmt) > 0;
     if (has_call) ++fcp_counters.generation;
+    const std::size_t recent = fcp_memory.recent.size();
     const LAST_EFFECTS last = last_effects(stmt);
     fcp_memory.note_effects(stmt, last.store, last.call);
     if (last.store) stmt = open_compound(stmt);
     substitute(stmt);
     expressions.replace(stmt);
     ++fcp_memory.now;
-    if (last.call) fcp_memory.note_call();
+    if (last.call) fcp_memory.note_call(last.call);
     if (last.store) fcp_memory.note_store(stmt->left);
-    if (fcp_counters.changed) stmt = peel_for_effect(simp_tree(stmt));
+    if (fcp_counters.changed) {
+        stmt = peel_for_effect(simp_tree(stmt));
+        fcp_memory.recent.resize(recent); // their trees may be gone
+        fcp_memory.note_effects(stmt, nullptr, nullptr);
+    }
     if (has_call)
         ++fcp_counters.generation;
     else if (stmt)

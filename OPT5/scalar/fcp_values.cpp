@@ -34,12 +34,12 @@ bool never_changes(const NODE *name) {
     return fields && fields->is_settled && fcp_is_plain_local(sym) && sym->sc == 1 &&
            !node_is_volatile_access(name);
 }
+} // namespace
 
-bool is_bitfield_member(const NODE *lvalue) {
+bool fcp_is_bitfield(const NODE *lvalue) {
     return (lvalue->op == OP::STDOT || lvalue->op == OP::STREF) && lvalue->right->op == OP::FIELD &&
            lvalue->right->u.field.mdata->is_bitfield;
 }
-} // namespace
 
 bool fcp_is_propagatable(const NODE *value) {
     switch (value->op) {
@@ -59,16 +59,15 @@ bool fcp_is_propagatable(const NODE *value) {
 NODE *fcp_assigned_value(NODE *asg) {
     NODE *value = asg->right;
     while (value->op == OP::ASG && equiv_mtypes(value->left->type, asg->left->type) &&
-           !is_bitfield_member(value->left) && !node_is_volatile_access(value->left))
+           !fcp_is_bitfield(value->left) && !node_is_volatile_access(value->left))
         value = value->right;
     return value;
 }
 
-NODE *fcp_value_in_variable(const SYMTAB *sym, const NODE *value) {
-    if (equiv_mtypes(sym->type, value->type)) return copy_tree(value);
-    if (!is_constant_leaf(value) || !sym->type->is_scalar() || !value->type->is_scalar())
-        return nullptr;
-    return coerce_to_type(sym->type, copy_tree(value));
+NODE *fcp_value_of_type(TYPE *type, const NODE *value) {
+    if (equiv_mtypes(type, value->type)) return copy_tree(value);
+    if (!is_constant_leaf(value) || !type->is_scalar() || !value->type->is_scalar()) return nullptr;
+    return coerce_to_type(type, copy_tree(value));
 }
 
 // --- initialisers
@@ -213,7 +212,7 @@ NODE *character_of_text(const NODE *lvalue, const PLACE &place) {
 }
 
 const fkMDATA *bitfield_of(const NODE *lvalue) {
-    return is_bitfield_member(lvalue) ? lvalue->right->u.field.mdata : nullptr;
+    return fcp_is_bitfield(lvalue) ? lvalue->right->u.field.mdata : nullptr;
 }
 } // namespace
 
