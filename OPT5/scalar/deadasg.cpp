@@ -7,6 +7,9 @@
 // works on the records. Bits are kept per block only for variables that some block reads before it
 // has set them.
 //
+// A loop of one block that is certain to end is taken for empty until something in it is found to
+// be wanted; the test of one that stays empty becomes a jump, and the graph is tidied.
+//
 // Objects whose address is made for nothing but storing into them (arrays that nobody reads) go
 // first: their stores become what else the statements do.
 #include "OPT5/scalar/deadasg.h"
@@ -30,7 +33,13 @@ struct RECORD {
     bool is_whole = false;            // all of it
     bool is_removable = false;        // and nothing else
     bool has_inner = false;           // assignments to variables below the root
+    int loop = -1;                    // the loop of which it is the test
     std::uint32_t first = 0, end = 0; // reads
+};
+
+struct LOOP_OF_ONE {
+    BBLK *bb, *way_out;
+    bool is_empty; // as far as is known
 };
 
 // The number of a variable, kept in the symbol while the pass runs; -1 for other symbols.
@@ -55,15 +64,18 @@ bool overwrites(int op) {
 
 class DEAD_ASSIGNMENTS {
 public:
-    void run();
+    bool run(); // whether the graph has changed
 
 private:
     void choose_variables();
     void record_statements();
     void record(NODE *stmt);
     void read(const NODE *tree, RECORD &into);
+    void take_for_empty(BBLK *bb);
     void number_across_blocks();
     void solve();
+    void solve_blocks(std::vector<bool> &is_due);
+    bool is_wanted(const LOOP_OF_ONE &loop);
     void load_live_out(const BBLK *bb);
     bool store_live_in(const BBLK *bb);
     void step(const RECORD &record);
@@ -88,6 +100,7 @@ private:
 
     std::vector<SYMTAB *> variables;
     std::vector<RECORD> records;
+    std::vector<LOOP_OF_ONE> loops;
     std::vector<int> reads;
     std::vector<std::size_t> first_record, end_record; // by block serial
     std::vector<BBLK *> order;                         // depth-first
@@ -171,6 +184,16 @@ void DEAD_ASSIGNMENTS::record(NODE *stmt) {
     records.push_back(record);
 }
 
+// Once the records of the block are made.
+void DEAD_ASSIGNMENTS::take_for_empty(BBLK *bb) {
+    BBLK *way_out = bb != currfuninfo->bb_list ? way_out_of_counting_loop(bb) : nullptr;
+    for (std::size_t n = first_record[bb->serial]; way_out && n + 1 < records.size(); ++n)
+        if (!records[n].is_removable) way_out = nullptr;
+    if (!way_out) return;
+    records.back().loop = static_cast<int>(loops.size());
+    loops.push_back({bb, way_out, true});
+}
+
 bool is_prolog(const BBLK *bb, const LIST *cell) {
     return bb == currfuninfo->bb_list && cell == bb->statements && tree_is_arg_prolog(cell->first);
 }
@@ -187,6 +210,8 @@ void DEAD_ASSIGNMENTS::record_statements() {
             else
                 record(cell->first);
         end_record[bb->serial] = records.size();
+        // The records of a loop hierarchy name blocks, which must stay.
+        if (!currfuninfo->bb_list->loop) take_for_empty(bb);
     }
 }
 
@@ -231,6 +256,7 @@ void DEAD_ASSIGNMENTS::number_across_blocks() {
 // --- data flow
 
 void DEAD_ASSIGNMENTS::step(const RECORD &of) {
+    if (of.loop >= 0 && loops[static_cast<std::size_t>(of.loop)].is_empty) return;
     if (of.target >= 0) {
         if (of.is_removable && !is_live(of.target)) return;
         if (of.is_whole) set_live(of.target, false);
@@ -255,10 +281,7 @@ bool DEAD_ASSIGNMENTS::store_live_in(const BBLK *bb) {
            (std::copy_n(live.begin(), words, live_in(bb)), true);
 }
 
-void DEAD_ASSIGNMENTS::solve() {
-    live.assign((variables.size() + word_bits - 1) / word_bits, 0);
-    live_ins.assign(currfuninfo->blocks.size() * words, 0);
-    std::vector<bool> is_due(currfuninfo->blocks.size(), true);
+void DEAD_ASSIGNMENTS::solve_blocks(std::vector<bool> &is_due) {
     for (bool changed = true; changed;) {
         changed = false;
         for (auto at = order.rbegin(); at != order.rend(); ++at) {
@@ -271,6 +294,34 @@ void DEAD_ASSIGNMENTS::solve() {
             if (!store_live_in(bb)) continue;
             for (const EDGE *edge = bb->predecessors; edge; edge = edge->next)
                 is_due[edge->bb->serial] = changed = true;
+        }
+    }
+}
+
+bool DEAD_ASSIGNMENTS::is_wanted(const LOOP_OF_ONE &loop) {
+    load_live_out(loop.bb);
+    for (std::size_t n = end_record[loop.bb->serial]; n > first_record[loop.bb->serial]; --n) {
+        const RECORD &of = records[n - 1];
+        if (of.target >= 0 && is_live(of.target)) return true;
+        step(of);
+    }
+    return false;
+}
+
+// What is wanted only grows, and so does the number of loops that are not empty.
+void DEAD_ASSIGNMENTS::solve() {
+    constexpr int most_rounds = 8; // then the rest of the loops stay
+    live.assign((variables.size() + word_bits - 1) / word_bits, 0);
+    live_ins.assign(currfuninfo->blocks.size() * words, 0);
+    std::vector<bool> is_due(currfuninfo->blocks.size(), true);
+    bool grows = true;
+    for (int round = 1; grows; ++round) {
+        solve_blocks(is_due);
+        grows = false;
+        for (LOOP_OF_ONE &loop : loops) {
+            if (!loop.is_empty || (round < most_rounds && !is_wanted(loop))) continue;
+            loop.is_empty = false;
+            is_due[loop.bb->serial] = grows = true;
         }
     }
 }
@@ -326,6 +377,14 @@ void DEAD_ASSIGNMENTS::sweep(BBLK *bb) {
     for (std::size_t n = cells.size(); n > 0; --n) {
         const RECORD &of = records[first + n - 1];
         NODE *&stmt = cells[n - 1]->first;
+        if (of.loop >= 0 && loops[static_cast<std::size_t>(of.loop)].is_empty) {
+            dprintf("\n\tBlock %d is an empty loop\n", bb->dfn);
+            BBLK *way_out = loops[static_cast<std::size_t>(of.loop)].way_out;
+            LS *scope = stmt->scope;
+            erase_tree(stmt);
+            stmt = mk_BRANCH(way_out, scope);
+            continue;
+        }
         if (of.target >= 0 && !is_live(of.target)) {
             if (print_debug) dprintf("\n\tDead assignment: %s\n", infix_text(stmt, 2000).c_str());
             stmt = without_target(stmt, of);
@@ -349,7 +408,7 @@ void DEAD_ASSIGNMENTS::sweep(BBLK *bb) {
     }
 }
 
-void DEAD_ASSIGNMENTS::run() {
+bool DEAD_ASSIGNMENTS::run() {
     choose_variables();
     if (!variables.empty()) {
         record_statements();
@@ -360,6 +419,16 @@ void DEAD_ASSIGNMENTS::run() {
     }
     for (SYMTAB *sym = currfuninfo->symbols; sym; sym = sym->next)
         sym->pass_words[0] = nullptr;
+    return std::any_of(loops.begin(), loops.end(),
+                       [](const LOOP_OF_ONE &loop) { return loop.is_empty; });
+}
+
+// A loop around one that is empty is one block when the graph is tidied.
+void erase_dead_assignments() {
+    while (DEAD_ASSIGNMENTS().run()) {
+        rebuildcfg();
+        simpcfg(false, false);
+    }
 }
 
 // --- variables that nothing names any more
@@ -413,7 +482,7 @@ void elim_dead_assigns(bool delay, bool) {
             delay_assignments();
         else {
             erase_stores_to_unread_objects();
-            DEAD_ASSIGNMENTS().run();
+            erase_dead_assignments();
         }
     }
     drop_unnamed_variables();

@@ -105,7 +105,8 @@ void settle_value(SYMTAB *sym, FCP_SYMBOL *fields) {
     NODE *value = nullptr;
     if (const SYMTAB *from = copied_variable(*fields)) {
         const FCP_SYMBOL *of = fcp_find_symbol(from);
-        if (of && of->has_value) value = fcp_value_of_type(sym->type, value_map().value(from, false));
+        if (of && of->has_value)
+            value = fcp_value_of_type(sym->type, value_map().value(from, false));
     }
     const NODE *source = fcp_assigned_value(fields->def);
     if (!value && fcp_is_propagatable(source)) value = fcp_value_of_type(sym->type, source);

@@ -184,7 +184,8 @@ void FCP_EXPRS::learn(NODE *asg, std::uint32_t now) {
     NODE *target = asg->left, *value = asg->right;
     if (target->op == OP::NAME && fcp_is_plain_local(target->u.name.sym)) {
         SYMTAB *sym = target->u.name.sym;
-        // An access through a restrict pointer is told apart from those through what it was made of.
+        // An access through a restrict pointer is told apart from those through what it was made
+        // of.
         if (is_worth_a_variable(value) && equiv_mtypes(value->type, sym->type) &&
             !is_restrict(sym->type) && !sym_appears_in_tree(sym, value))
             enter(value, target, now);

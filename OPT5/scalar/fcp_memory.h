@@ -18,7 +18,9 @@ struct FCP_MEMORY {
     // All that the tree does, but for the store of the one node and the call of the other.
     void note_effects(NODE *tree, const NODE *but_store, const NODE *but_call);
     void note_store(NODE *lvalue);
-    void note_call(const NODE *call) { recent.push_back({now, node_is_call(call) ? call : nullptr}); }
+    void note_call(const NODE *call) {
+        recent.push_back({now, node_is_call(call) ? call : nullptr});
+    }
     // Whether a tree without effects has the value that it had behind statement `then`.
     bool is_unchanged(const NODE *tree, std::uint32_t then) const;
 

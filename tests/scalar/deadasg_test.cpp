@@ -82,6 +82,58 @@ TEST_F(DeadAssigns, ArraysThatAreReadStay) {
     }
 }
 
+// Loops that count and do nothing else, which the limit lets end or not.
+TEST_F(DeadAssigns, EmptyLoops) {
+    const auto empty_loop = [this](int begin, int step, int relation, int limit) -> STATEMENTS {
+        return {set(i, begin),
+                def(1),
+                tree(OP::PLUSASG, int_t, name(i), icon(step)),
+                unless_tree(op(relation, name(i), icon(limit)), 1),
+                print(G),
+                leave()};
+    };
+    const struct {
+        int begin, step, relation, limit; // to leave the loop
+        bool ends;
+    } cases[] = {
+        {0, 1, OP::GT, 9, true},
+        {9, -1, OP::LT, 1, true},
+        {0, 3, OP::EQ, 9, true},
+        {0, 2, OP::EQ, 9, false},
+        {0, 2, OP::NEQ, 2, true},
+        {5, 1, OP::GT, 0x7ffffffe, true},
+        {5, 4, OP::GT, 0x7ffffffd, false},
+        {5, 4, OP::GT, 100, true},
+        {1, -4, OP::LT, -0x7ffffffe, false},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(std::to_string(one.step) + " " + std::to_string(one.limit));
+        if (!is_listed(i)) enter(i);
+        build(empty_loop(one.begin, one.step, one.relation, one.limit));
+        simpcfg(false, false);
+        elim_dead_assigns(false, true);
+        EXPECT_EQ(code() == "1 (): _g(_G); leave\n", one.ends) << code();
+    }
+    const STATEMENTS wanted[] = {
+        {set(i, 0), set(j, 1), def(1), asg(name(j), plus(name(j), name(i))),
+         tree(OP::PLUSASG, int_t, name(i), icon(1)), unless_tree(op(OP::GT, name(i), icon(4)), 1),
+         ret(name(j))},
+        {set(i, 0), def(1), tree(OP::PLUSASG, int_t, name(i), icon(1)),
+         unless_tree(op(OP::GT, name(i), icon(4)), 1), ret(name(i))},
+        {set(i, 0), def(1), copy(k, vol), tree(OP::PLUSASG, int_t, name(i), icon(1)),
+         unless_tree(op(OP::GT, name(i), icon(4)), 1), leave()}};
+    for (const STATEMENTS &statements : wanted)
+        EXPECT_THAT(after(statements, [] { elim_dead_assigns(false, true); }),
+                    HasSubstr("if i > 4"));
+    // One in another one, with a sum that only they want.
+    EXPECT_EQ(after({set(i, 0), set(k, 0), def(1), set(j, 0), def(2),
+                     asg(name(k), plus(name(k), name(j))), asg(name(j), plus(j, 1)),
+                     unless_tree(op(OP::GT, name(j), icon(2)), 2), asg(name(i), plus(i, 1)),
+                     unless_tree(op(OP::GT, name(i), icon(4)), 1), print(G), leave()},
+                    [] { elim_dead_assigns(false, true); }),
+              "1 (): _g(_G); leave\n");
+}
+
 TEST_F(DeadAssigns, ListAndHandlers) {
     build({set(i, 1), print(G), leave()});
     simpcfg(false, false);
