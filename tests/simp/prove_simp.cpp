@@ -1,5 +1,6 @@
 // Simplifies random trees without end and compares what they do before and after. Not a test: the
 // tests do a little of it, this does as much of it as there is time for. See docs/proving.md.
+#include "tests/simp/exhaustive.h"
 #include "tests/simp/normal_form.h"
 #include "tests/simp/proof.h"
 
@@ -21,18 +22,17 @@ namespace {
 constexpr const char *usage =
     "usage: prove_simp [--seed N] [--first N] [--count N | --minutes M] [--failures N] "
     "[--no-form]\n"
-    "       prove_simp --exhaustive SHAPE [--type TYPE] [--narrow] [--step N]\n";
+    "       prove_simp --exhaustive SHAPE [--type TYPE] [--narrow] [--step N]\n"
+    "       prove_simp --exhaustive-all [--step N]\n";
 
 struct OPTIONS {
     std::uint64_t seed = 1, count = 1'000'000, first = 0;
     double minutes = 0; // 0: by count
     unsigned failures = 20;
     bool form = true;
-    std::string_view rewrite;        // one of single_rewrites() in place of the simplifier
-    std::string_view shape;          // to be proved for all values of its two letters
-    std::string_view type = "short"; // of x, y and z in it
-    bool narrow = false;             // its operators work in that type
-    unsigned step = 1;
+    std::string_view rewrite;   // one of single_rewrites() in place of the simplifier
+    EXHAUSTIVE_CASE exhaustive; // to be proved for all values, if it has a shape
+    bool all_operators = false; // or all of them
 };
 
 // What the processes that do the work tell the one that reports.
@@ -182,136 +182,41 @@ int prove_random(const OPTIONS &options) {
     return findings ? 1 : 0;
 }
 
-// --- all values of a shape
+// --- all values of shapes
 
-struct SHAPE_LETTER {
-    char letter;
-    bool is_constant;
-    SYMTAB *variable;
-};
-
-TYPE *type_of_name(const WORLD &world, std::string_view name) {
-    for (TYPE *type : world.integers)
-        if (type->printstr() == name) return type;
-    return nullptr;
+bool print_result(const EXHAUSTIVE_RESULT &result) {
+    if (!result.problem.empty()) {
+        std::fprintf(stderr, "%s\n", result.problem.c_str());
+        return false;
+    }
+    for (const std::string &text : result.findings)
+        std::printf("%s\n", text.c_str());
+    std::printf(
+        "%llu trees, %llu pairs of values; %llu trees with %llu pairs stayed; %llu differ\n",
+        static_cast<unsigned long long>(result.trees),
+        static_cast<unsigned long long>(result.pairs),
+        static_cast<unsigned long long>(result.same_trees),
+        static_cast<unsigned long long>(result.same_pairs),
+        static_cast<unsigned long long>(result.differences));
+    std::fflush(stdout);
+    return true;
 }
 
-// Every 16-bit value of the letters of a shape, of which there are one or two: a tree for each
-// value of a constant, an evaluation for each value of a variable.
-class EXHAUSTIVE {
-public:
-    EXHAUSTIVE(const OPTIONS &options, TYPE *base, WORLD &world)
-        : options_(options), world_(world), base_(base), generator_(world, 1), environment_(world) {
-        generator_.promotes = !options.narrow;
-        for (char c : letters_of_pattern(options.shape))
-            letters_.push_back({c, c < 'x' || c > 'z', nullptr});
-        // Constants first: with each of their values there is another tree.
-        std::stable_partition(letters_.begin(), letters_.end(),
-                              [](const SHAPE_LETTER &one) { return one.is_constant; });
-        for (SYMTAB *sym : world.variables)
-            for (SHAPE_LETTER &one : letters_)
-                if (!one.is_constant && !one.variable && sym->otype == base && !is_used(sym)) {
-                    one.variable = sym;
-                    break;
-                }
+int prove_shapes(const std::vector<EXHAUSTIVE_CASE> &cases) {
+    EXHAUSTIVE_RESULT all;
+    for (const EXHAUSTIVE_CASE &one : cases) {
+        std::printf("%s of %s%s: ", one.shape.c_str(), one.type.c_str(),
+                    one.narrow ? ", narrow" : "");
+        std::fflush(stdout);
+        const EXHAUSTIVE_RESULT result = prove_exhaustively(one);
+        if (!print_result(result)) return 2;
+        all += result;
     }
-
-    // The exit code.
-    int run() {
-        if (letters_.empty() || letters_.size() > 2) {
-            std::fprintf(stderr, "a shape of one or two letters is wanted\n");
-            return 2;
-        }
-        std::vector<std::uint32_t> values(letters_.size());
-        choose_constants(0, values);
-        std::printf("%llu trees, %llu pairs of values, %llu differ\n",
-                    static_cast<unsigned long long>(trees_),
-                    static_cast<unsigned long long>(pairs_),
-                    static_cast<unsigned long long>(differences_));
-        return differences_ ? 1 : 0;
+    if (cases.size() > 1) {
+        std::printf("%zu shapes: ", cases.size());
+        print_result(all);
     }
-
-private:
-    bool is_used(const SYMTAB *sym) const {
-        return std::any_of(letters_.begin(), letters_.end(),
-                           [sym](const SHAPE_LETTER &one) { return one.variable == sym; });
-    }
-    std::uint32_t extended(std::uint32_t value) const {
-        return base_->is_signed() ? static_cast<std::uint32_t>(static_cast<std::int16_t>(value))
-                                  : value;
-    }
-
-    void choose_constants(std::size_t n, std::vector<std::uint32_t> &values) {
-        if (n == letters_.size() || !letters_[n].is_constant) {
-            prove_tree(n, values);
-            return;
-        }
-        for (std::uint32_t v = 0; v < 65536; v += options_.step) {
-            values[n] = extended(v);
-            choose_constants(n + 1, values);
-        }
-    }
-
-    void prove_tree(std::size_t first_variable, const std::vector<std::uint32_t> &values) {
-        std::vector<PATTERN_LETTER> trees;
-        for (std::size_t i = 0; i < letters_.size(); ++i) {
-            const bool is_count = std::strchr("kmn", letters_[i].letter);
-            TYPE *type = is_count ? world_.int_t : generator_.promoted(base_);
-            trees.push_back({letters_[i].letter,
-                             letters_[i].is_constant
-                                 ? world_.icon(INT65(static_cast<std::int32_t>(values[i])), type)
-                                 : world_.name(letters_[i].variable)});
-        }
-        NODE *tree = tree_of_pattern(generator_, options_.shape, base_, trees);
-        NODE *result = simplified(copy_tree(tree), ROOT_KIND::value);
-        ++trees_;
-        const TREE_CODE before(tree, world_), after(result, world_);
-        environment_.begin(9, {});
-        choose_variables(first_variable, before, after);
-        if (tree_differs_ && ++reported_ <= 10)
-            std::printf("%s became %s, differs %s\n", stmt2infix(tree), typed_text(result).c_str(),
-                        environment_.describe(tree).c_str());
-        tree_differs_ = false;
-        world_.forget_trees();
-    }
-
-    void choose_variables(std::size_t n, const TREE_CODE &before, const TREE_CODE &after) {
-        if (n == letters_.size()) {
-            ++pairs_;
-            EVALUATOR evaluator(environment_);
-            const std::uint32_t x = evaluator.run(before);
-            if (environment_.trapped) return;
-            const std::uint32_t y = evaluator.run(after);
-            if (x == y && !environment_.trapped) return;
-            ++differences_;
-            tree_differs_ = true;
-            return;
-        }
-        for (std::uint32_t v = 0; v < 65536 && !tree_differs_; v += options_.step) {
-            environment_.set(world_.address_of(letters_[n].variable), extended(v),
-                             base_->size() / 16);
-            choose_variables(n + 1, before, after);
-        }
-    }
-
-    const OPTIONS &options_;
-    WORLD &world_;
-    TYPE *const base_;
-    TREE_GENERATOR generator_;
-    ENVIRONMENT environment_;
-    std::vector<SHAPE_LETTER> letters_;
-    std::uint64_t trees_ = 0, pairs_ = 0, differences_ = 0, reported_ = 0;
-    bool tree_differs_ = false;
-};
-
-int prove_all(const OPTIONS &options) {
-    WORLD world;
-    TYPE *base = type_of_name(world, options.type);
-    if (!base) {
-        std::fprintf(stderr, "no type '%s'\n", std::string(options.type).c_str());
-        return 2;
-    }
-    return EXHAUSTIVE(options, base, world).run();
+    return all.differences ? 1 : 0;
 }
 
 const char *value_of(int argc, char **argv, int &i) {
@@ -335,11 +240,11 @@ int main(int argc, char **argv) {
         {"--failures",
          [&](const char *text) { options.failures = static_cast<unsigned>(number(text)); }},
         {"--rewrite", [&](const char *text) { options.rewrite = text; }},
-        {"--exhaustive", [&](const char *text) { options.shape = text; }},
-        {"--type", [&](const char *text) { options.type = text; }},
+        {"--exhaustive", [&](const char *text) { options.exhaustive.shape = text; }},
+        {"--type", [&](const char *text) { options.exhaustive.type = text; }},
         {"--step",
          [&](const char *text) {
-             options.step = std::max(1u, static_cast<unsigned>(number(text)));
+             options.exhaustive.step = std::max(1u, static_cast<unsigned>(number(text)));
          }},
     };
     for (int i = 1; i < argc; ++i) {
@@ -351,7 +256,9 @@ int main(int argc, char **argv) {
         } else if (word == "--no-form") {
             options.form = false;
         } else if (word == "--narrow") {
-            options.narrow = true;
+            options.exhaustive.narrow = true;
+        } else if (word == "--exhaustive-all") {
+            options.all_operators = true;
         } else {
             std::fputs(usage, stderr);
             return 2;
@@ -366,6 +273,12 @@ int main(int argc, char **argv) {
         std::fprintf(stderr, "\n");
         return 2;
     }
-    if (!options.shape.empty()) return prove_all(options);
+    if (options.all_operators) {
+        std::vector<EXHAUSTIVE_CASE> cases = all_binary_operators();
+        for (EXHAUSTIVE_CASE &one : cases)
+            one.step = options.exhaustive.step;
+        return prove_shapes(cases);
+    }
+    if (!options.exhaustive.shape.empty()) return prove_shapes({options.exhaustive});
     return prove_random(options);
 }

@@ -592,37 +592,30 @@ std::uint32_t EVALUATOR::call(const CELL &c) {
 }
 
 namespace {
-// As ic-run has them, on operands of 32 bits.
-struct INTRINSIC {
-    std::string_view name;
-    enum KIND : std::uint8_t { sign, plain, real } operands;
-    std::uint32_t (*apply)(std::uint32_t x, std::uint32_t y);
-};
+const VALUE_TYPE uint_type{VALUE_TYPE::integer, false, 2}, real_type{VALUE_TYPE::floating, true, 2};
 
-template <int op, INTRINSIC::KIND kind> std::uint32_t choose(std::uint32_t x, std::uint32_t y) {
-    const VALUE_TYPE type(kind == INTRINSIC::real ? VALUE_TYPE::floating : VALUE_TYPE::integer,
-                          kind != INTRINSIC::plain, 2);
-    return compare_values(kind == INTRINSIC::plain ? op - OP::LE + OP::ULE : op, x, y, type) ? x
-                                                                                             : y;
+template <int op, VALUE_TYPE::KIND kind> std::uint32_t choose(std::uint32_t x, std::uint32_t y) {
+    return compare_values(op, x, y, kind == VALUE_TYPE::floating ? real_type : int_type) ? x : y;
 }
 
-constexpr INTRINSIC intrinsics[] = {
-    {"MIN", INTRINSIC::sign, choose<OP::LT, INTRINSIC::sign>},
-    {"MAX", INTRINSIC::sign, choose<OP::GT, INTRINSIC::sign>},
-    {"MINU", INTRINSIC::plain, choose<OP::LT, INTRINSIC::plain>},
-    {"MAXU", INTRINSIC::plain, choose<OP::GT, INTRINSIC::plain>},
-    {"FMIN", INTRINSIC::real, choose<OP::LT, INTRINSIC::real>},
-    {"FMAX", INTRINSIC::real, choose<OP::GT, INTRINSIC::real>},
-    {"_sadd", INTRINSIC::sign,
+// As ic-run has them.
+const MACHINE_INTRINSIC intrinsics[] = {
+    {"MIN", int_type, choose<OP::LT, VALUE_TYPE::integer>},
+    {"MAX", int_type, choose<OP::GT, VALUE_TYPE::integer>},
+    {"MINU", uint_type, choose<OP::ULT, VALUE_TYPE::integer>},
+    {"MAXU", uint_type, choose<OP::UGT, VALUE_TYPE::integer>},
+    {"FMIN", real_type, choose<OP::LT, VALUE_TYPE::floating>},
+    {"FMAX", real_type, choose<OP::GT, VALUE_TYPE::floating>},
+    {"_sadd", int_type,
      [](std::uint32_t x, std::uint32_t y) {
          return saturated(std::int64_t{as_signed(x)} + as_signed(y));
      }},
-    {"_ssub", INTRINSIC::sign,
+    {"_ssub", int_type,
      [](std::uint32_t x, std::uint32_t y) {
          return saturated(std::int64_t{as_signed(x)} - as_signed(y));
      }},
-    {"_ssub2", INTRINSIC::sign, subtract_halves},
-    {"_sshl", INTRINSIC::sign,
+    {"_ssub2", int_type, subtract_halves},
+    {"_sshl", int_type,
      [](std::uint32_t x, std::uint32_t y) {
          return saturated(std::int64_t{as_signed(x)} * (std::int64_t{1} << (y & 31)));
      }},
@@ -638,18 +631,19 @@ std::string_view common_name(std::string_view name) {
 }
 } // namespace
 
+const MACHINE_INTRINSIC *find_machine_intrinsic(const NODE *call) {
+    const std::string_view name = common_name(call->icall_name());
+    for (const MACHINE_INTRINSIC &row : intrinsics)
+        if (row.name == name) return &row;
+    return nullptr;
+}
+
 std::uint32_t EVALUATOR::intrinsic(const CELL &c) {
-    const std::string_view name = common_name(c.node->icall_name());
     const CELL &list = cell(c.left);
-    for (const INTRINSIC &row : intrinsics) {
-        if (row.name != name || list.op != OP::COMMA) continue;
-        const VALUE_TYPE type(row.operands == INTRINSIC::real ? VALUE_TYPE::floating
-                                                              : VALUE_TYPE::integer,
-                              row.operands != INTRINSIC::plain, 2);
-        const std::uint32_t x = value_as(list.left, type), y = value_as(list.right, type);
-        return converted_value(row.apply(x, y), type, c.type);
-    }
-    return trap();
+    const MACHINE_INTRINSIC *row = find_machine_intrinsic(c.node);
+    if (!row || list.op != OP::COMMA) return trap();
+    const std::uint32_t x = value_as(list.left, row->type), y = value_as(list.right, row->type);
+    return converted_value(row->apply(x, y), row->type, c.type);
 }
 
 std::uint32_t EVALUATOR::switch_target(const CELL &c) {

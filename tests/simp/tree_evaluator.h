@@ -141,6 +141,14 @@ private:
     std::vector<REACHED> *values_ = nullptr;
 };
 
+// An intrinsic of two operands, which are taken as the type.
+struct MACHINE_INTRINSIC {
+    std::string_view name;
+    VALUE_TYPE type;
+    std::uint32_t (*apply)(std::uint32_t x, std::uint32_t y);
+};
+const MACHINE_INTRINSIC *find_machine_intrinsic(const NODE *call); // null: none of that name
+
 // A value converted as SCONV and PCONV do.
 std::uint32_t converted_value(std::uint32_t value, const VALUE_TYPE &from, const VALUE_TYPE &to);
 // Floats that are no numbers are all the same.
