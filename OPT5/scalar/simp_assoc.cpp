@@ -1,6 +1,9 @@
 // Operators whose operands may be exchanged and regrouped: the constant goes to the right, a chain
 // of one operator leans left, and its constants become one.
-#include "OPT5/scalar/simp_rules.h"
+#include "OPT5/driver/global_flags.h"
+#include "OPT5/rep/type_pkg.h"
+#include "OPT5/scalar/simp_facts.h"
+#include "OPT5/simulfp/simul_fval.h"
 
 #include <utility>
 
@@ -17,9 +20,17 @@ bool is_constant(const NODE *node) {
     return is_ICON(node) || is_FCON(node);
 }
 
+// Sums and products of floats are not the same in another order; whoever does not ask for the
+// results of the operations as they are written may get them so.
+bool may_regroup_floats() {
+    return !strict_fp && fp_add_is_associative();
+}
+
 // A chain goes on below a node when the low bits of both are what the operands' low bits give.
 bool goes_on(const NODE *node, const NODE *operand) {
-    return operand->op == node->op && is_modular_type(operand->type) && !operand->type->is_ptr() &&
+    if (operand->op != node->op) return false;
+    if (node->type->is_floating()) return equiv_mtypes(operand->type, node->type);
+    return is_modular_type(operand->type) && !operand->type->is_ptr() &&
            operand->type->size() >= node->type->size();
 }
 
@@ -30,7 +41,7 @@ bool may_swap(const NODE *a, const NODE *b) {
 }
 
 bool ends_in_constant(const NODE *tree, const NODE *operand) {
-    return goes_on(tree, operand) && is_ICON(operand->right);
+    return goes_on(tree, operand) && is_constant(operand->right);
 }
 
 // The operator once more, on operands that are new to each other.
@@ -38,13 +49,27 @@ NODE *pair(const NODE *like, NODE *a, NODE *b, LOOP *loop, CONTEXT *ctx) {
     return simp_node(maketree(like->op, a, b, like->type, like->scope), loop, ctx);
 }
 
-// (a op C) op D becomes a op (C op D).
-void merge_constants(NODE *tree) {
-    NODE *inner = tree->left;
-    NODE *both = maketree(tree->op, inner->right, tree->right, tree->type, tree->scope);
-    tree->right = fold_constants(both);
-    tree->left = inner->left;
-    erase_node(inner);
+// A constant that stands for two others: of floats, one that neither overflows nor loses bits.
+bool stands_for_two(const NODE *tree, int op) {
+    if (!is_FCON(tree)) return is_ICON(tree);
+    const FVAL_CLASS kind = f_classify(*tree->u.fcon.value, tree->type);
+    return kind == FVAL_CLASS::normal || (kind == FVAL_CLASS::zero && op == OP::PLUS);
+}
+
+// (a op C) op D becomes a op (C op D). False, and no change, when that is no constant.
+bool merge_constants(NODE *tree) {
+    NODE *inner = tree->left, *first = copy_tree(inner->right, true),
+         *second = copy_tree(tree->right, true);
+    NODE *both = fold_constants(maketree(tree->op, first, second, tree->type, tree->scope));
+    if (!stands_for_two(both, tree->op)) {
+        erase_tree(both);
+        return false;
+    }
+    erase_tree(inner->right);
+    erase_tree(tree->right);
+    tree->right = both;
+    tree->left = skip_node(inner);
+    return true;
 }
 
 // (a op C) op b becomes (a op b) op C.
@@ -84,13 +109,16 @@ void swap_to_normal_order(NODE *tree) {
 NODE *simp_assoc(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     for (;;) {
         swap_to_normal_order(tree);
-        if (!is_modular_type(tree->type) || tree->type->is_ptr()) return tree;
+        const bool regroups = tree->type->is_floating()
+                                  ? may_regroup_floats()
+                                  : is_modular_type(tree->type) && !tree->type->is_ptr();
+        if (!regroups) return tree;
         if (is_ICON(tree->left) && is_ICON(tree->right)) return fold_constants(tree);
         if (ends_in_constant(tree, tree->left)) {
-            if (is_ICON(tree->right))
-                merge_constants(tree);
-            else
+            if (!is_constant(tree->right))
                 move_constant_out(tree, loop, ctx);
+            else if (!merge_constants(tree))
+                return tree;
         } else if (goes_on(tree, tree->right)) {
             lean_left(tree, loop, ctx);
         } else {

@@ -79,6 +79,14 @@ NODE *of_zero(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     return becomes_constant(tree, 0, loop, ctx);
 }
 
+// By the constant 1 or -1: what a product does, which folds away or negates.
+NODE *by_one(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    const INT65 c = constant_divisor(tree);
+    if (c != INT65(1) && (c != INT65(-1) || !tree->type->is_signed())) return nullptr;
+    tree->op = OP::MULT;
+    return simp_node(tree, loop, ctx);
+}
+
 // --- signs
 
 // A negative constant operand is the negated positive one.
@@ -130,10 +138,8 @@ NODE *with_two_signs(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 
 // Constants of signed quotients are positive while the rules on signs look at them.
 NODE *on_signs(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    if (is_ICON(tree->right) && constant_divisor(tree) == INT65(-1)) {
-        tree->op = OP::MULT; // which negates
-        return simp_node(tree, loop, ctx);
-    }
+    if (is_ICON(tree->right))
+        if (NODE *result = by_one(tree, loop, ctx)) return result;
     const bool left = promote_sign(&tree->left, tree), right = promote_sign(&tree->right, tree);
     NODE *result = with_one_sign(tree, loop, ctx);
     if (!result) result = with_two_signs(tree, loop, ctx);
@@ -156,10 +162,6 @@ constexpr SIMP_RULE DIV_rules[] = {of_constants, by_itself, by_FCON};
 constexpr SIMP_RULE signed_DIV_rules[] = {on_signs, by_common_factors};
 
 // --- quotients by a constant; the node has an ICON other than 0 on its right
-
-NODE *by_one(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    return constant_divisor(tree) == INT65(1) ? becomes_left(tree, loop, ctx) : nullptr;
-}
 
 INT65 magnitude(const INT65 &value) {
     return value.is_negative() ? -value : value;
@@ -248,6 +250,33 @@ NODE *by_power_of_2(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx) {
     if (!is_of_type(tree->left, tree)) return nullptr;
     tree->op = OP::SRL;
     return simp_node(set_right(tree, n, tp->int_type()), loop, ctx);
+}
+
+// What the rules make of a division by a constant other than 0; null, and no change: nothing.
+NODE *divided(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx) {
+    if (NODE *result = apply_first(DIV_by_ICON_rules, tree, loop, ctx)) return result;
+    return by_power_of_2(tree, exact, loop, ctx);
+}
+
+// (long)x / C, where the rules know the division in the type of x.
+NODE *in_narrow_type(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx) {
+    NODE *cast = tree->left;
+    if (cast->op != OP::SCONV || !is_of_type(cast, tree)) return nullptr;
+    NODE *x = cast->left;
+    TYPE *narrow = x->type->type_qualified();
+    const INT65 c = constant_divisor(tree);
+    if (!is_plain_int(narrow) || narrow->size() >= tree->type->size() ||
+        !value_fits_in_type(x, tree->type, loop, ctx) || !value_fits_in_type(c, narrow))
+        return nullptr;
+    NODE *division = maketree(OP::DIV, x, make_ICON(c, narrow), narrow, tree->scope);
+    NODE *quotient = divided(division, exact, loop, ctx);
+    if (!quotient) {
+        erase_node(division->right);
+        erase_node(division);
+        return nullptr;
+    }
+    cast->left = quotient;
+    return becomes_left(tree, loop, ctx);
 }
 
 // --- remainders
@@ -399,8 +428,8 @@ NODE *simp_DIV_by_ICON(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx) {
     if (tree->op != OP::DIV || !is_ICON(tree->right) || !is_plain_int(tree->type) ||
         constant_divisor(tree).is_zero())
         return tree;
-    NODE *result = apply_first(DIV_by_ICON_rules, tree, loop, ctx);
-    if (!result) result = by_power_of_2(tree, exact, loop, ctx);
+    NODE *result = divided(tree, exact, loop, ctx);
+    if (!result) result = in_narrow_type(tree, exact, loop, ctx);
     return result ? result : tree;
 }
 

@@ -2,6 +2,7 @@
 #include "OPT5/builtins/bif.h"
 #include "OPT5/rep/type_pkg.h"
 #include "OPT5/scalar/simp_arcs.h"
+#include "OPT5/scalar/simp_facts.h"
 
 #include <utility>
 #include <vector>
@@ -126,9 +127,51 @@ NODE *sum_in_range(const INTRINSIC_CALL &call) {
     return simp_node(coerce_to_type(wanted, result), call.loop, call.ctx);
 }
 
+// The same of a shift to the left, which is a product.
+NODE *shift_in_range(const INTRINSIC_CALL &call) {
+    if (!call.has_two() || !call.is("_sshl") || !is_ICON(call.second())) return nullptr;
+    TYPE *type = BIF_type(call.bif->result);
+    const INT65 count = icon_value(call.second()) & INT65(type->size() - 1);
+    INT65 lo, hi;
+    if (!value_fits_in_type(call.first(), type, call.loop, call.ctx)) return nullptr;
+    find_value_range(call.first(), &lo, &hi, call.loop, call.ctx);
+    if (!value_fits_in_type(lo << count, type) || !value_fits_in_type(hi << count, type))
+        return nullptr;
+    TYPE *wanted = call.tree->type->type_qualified();
+    NODE *args = call.tree->left, *value = args->left;
+    erase_tree(args->right);
+    erase_node(args);
+    erase_node(call.tree);
+    value = simp_node(coerce_to_type(type, value), call.loop, call.ctx);
+    NODE *shift = maketree(OP::SLL, value, make_ICON(count, tp->int_type()), type, value->scope);
+    shift = simp_node(shift, call.loop, call.ctx);
+    return simp_node(coerce_to_type(wanted, shift), call.loop, call.ctx);
+}
+
+// A saturated value saturates again: the counts are added, and beyond the last bit one is as good
+// as another.
+NODE *shift_of_shift(const INTRINSIC_CALL &call) {
+    if (!call.has_two() || !call.is("_sshl") || !is_ICON(call.second())) return nullptr;
+    NODE *inner = call.first();
+    if (inner->op != OP::ICALL || find_BIF_descriptor_for_call(inner) != call.bif ||
+        !equiv_mtypes(inner->type, BIF_type(call.bif->result)) || inner->left->op != OP::COMMA ||
+        !is_ICON(inner->left->right))
+        return nullptr;
+    const INT65 last(inner->type->size() - 1);
+    const INT65 count =
+        (icon_value(inner->left->right) & last) + (icon_value(call.second()) & last);
+    set_right(call.tree->left, count < last ? count : last, tp->int_type());
+    NODE *args = inner->left;
+    call.first() = args->left;
+    erase_tree(args->right);
+    erase_node(args);
+    erase_node(inner);
+    return simp_node(call.tree, call.loop, call.ctx);
+}
+
 constexpr NODE *(*rules[])(const INTRINSIC_CALL &) = {
-    constant_arguments, constant_to_the_right, limit_of_equals, limit_of_limit,
-    limit_out_of_range, neutral_argument,      sum_in_range,
+    constant_arguments, constant_to_the_right, limit_of_equals, limit_of_limit, limit_out_of_range,
+    neutral_argument,   sum_in_range,          shift_in_range,  shift_of_shift,
 };
 } // namespace
 

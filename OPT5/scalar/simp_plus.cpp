@@ -375,8 +375,11 @@ NODE *simp_ABS(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 } // namespace
 
 NODE *simp_PLUS(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    if (tree->type->is_floating()) {
+        tree = simp_assoc(tree, loop, ctx);
+        return tree->op == OP::PLUS ? float_sum(tree, loop, ctx) : tree;
+    }
     swap_to_normal_order(tree);
-    if (tree->type->is_floating()) return float_sum(tree, loop, ctx);
     if (NODE *sum = rebuilt_sum(tree, loop, ctx)) return simp_node(sum, loop, ctx);
     if (!is_modular_type(tree->type)) return tree;
     NODE *replacement = apply_first(rules_of_sums, tree, loop, ctx);

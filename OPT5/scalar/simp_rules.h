@@ -9,8 +9,8 @@
 #include "OPT5/scalar/simp.h"
 
 // simp_node.cpp, simp_assoc.cpp, simp_sum.cpp, simp_product.cpp, simp_asg.cpp, simp_lvalue.cpp ...
-// Exchanges and regroups the operands of the node; only of an integer one regroups them. Gives the
-// node, or the constant that it has become.
+// Exchanges the operands of the node and regroups them, those of floats only where the options let
+// results be inexact and additions be regrouped. Gives the node, or the constant that it has become.
 NODE *simp_assoc(NODE *tree, LOOP *loop, CONTEXT *ctx);
 void swap_to_normal_order(NODE *tree); // the operands alone, of a commutative operator
 NODE *simp_PLUS(NODE *tree, LOOP *loop, CONTEXT *ctx);

@@ -264,10 +264,27 @@ TEST_F(CompareTest, intrinsics) {
         {"_sadd", "i & 7", "j & 7", "(i & 7) + (j & 7)"},
         {"_sadd", "1", "i", "_sadd(i, 1)"},
         {"_sadd", "i", "j", "_sadd(i, j)"},
+        {"_sshl", "(int)s", "16", "(int)s * 65536"},
+        {"_sshl", "i & 7", "33", "(i & 7) * 2"},
+        {"_sshl", "(int)s", "17", "_sshl((int)s, 17)"},
+        {"_sshl", "i", "1", "_sshl(i, 1)"},
     };
-    for (const auto &c : cases)
-        EXPECT_STREQ(stmt2infix(simp_tree(of(c.intrinsic, c.first, c.second))), c.after)
-            << c.intrinsic;
+    for (const auto &c : cases) {
+        const NODE *before = of(c.intrinsic, c.first, c.second);
+        const NODE *after = simp_tree(of(c.intrinsic, c.first, c.second));
+        EXPECT_STREQ(stmt2infix(after), c.after) << c.intrinsic;
+        expect_same_meaning(before, after, c.after);
+    }
+    const auto shifted_twice = [&](const char *first, const char *second) {
+        NODE *inner = of("_sshl", "i", first);
+        return mk_ICALL("_sshl", tree(OP::COMMA, int_t, inner, parse(second)), int_t);
+    };
+    for (const auto &[first, second, sum] :
+         {std::array{"3", "4", "7"}, {"30", "9", "31"}, {"35", "1", "4"}}) {
+        const NODE *after = simp_tree(shifted_twice(first, second));
+        EXPECT_EQ(stmt2infix(after), "_sshl(i, " + std::string(sum) + ")");
+        expect_same_meaning(shifted_twice(first, second), after, sum);
+    }
     becomes({{"(i < 5 ? i : 5) < 9 ? (i < 5 ? i : 5) : 9", "MIN(i, 5)"},
              {"(i > 3 ? i : 3) < 9", "i < 9"},
              {"(i > 3 ? i : 3) < 2", "0"},

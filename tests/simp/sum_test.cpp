@@ -1,6 +1,8 @@
 // Sums of integers and pointers.
 #include "tests/simp/simp_fixture.h"
 
+#include "OPT5/driver/global_flags.h"
+
 TEST_F(SimpTest, neutral_constants_and_chains) {
     becomes({{"i + 0", "i"},
              {"i - 0", "i"},
@@ -127,4 +129,33 @@ TEST_F(SimpTest, float_sums_that_are_exact) {
     stays({"x + 0.0", "x - x", "-(x - y)"});
     strict_fp = 0;
     becomes({{"x + 0.0", "x"}});
+}
+
+// Where results may be inexact and additions be regrouped.
+TEST_F(SimpTest, float_sums_in_another_order) {
+    static constexpr SIMP_ROW rows[] = {
+        {"x + 1.5 + 2.5", "x + 0x1p+2"},
+        {"(x + 1.5) + y - 2.5", "x + y + -0x1p+0"},
+        {"x + (y + 1.5)", "y + x + 0x1.8p+0"},
+        {"x + (y + f())", "x + y + (float)f()"},
+        {"x - 1.5 + 1.5", "x"},
+        {"x * 2.0 * 3.0", "x * 0x1.8p+2"},
+        {"2.0 * x * (y * 3.0)", "y * x * 0x1.8p+2"},
+        {"x * 1.0e30 * 1.0e30", "x * 0x1.93e594p+99 * 0x1.93e594p+99"},
+        {"x * 1.0e-30 * 1.0e-30", "x * 0x1.4484cp-100 * 0x1.4484cp-100"}};
+    option_obj off;
+    ASSERT_TRUE(off.process_option("-fp_reassoc=off", nullptr));
+    for (const bool regroups : {true, false}) {
+        file_options = regroups ? nullptr : &off;
+        for (const int strict : {0, 1}) {
+            strict_fp = strict;
+            for (const SIMP_ROW &row : rows)
+                if (regroups && !strict)
+                    EXPECT_EQ(simplified(row.before), row.after);
+                else
+                    expect_same_meaning(parse(row.before), simp_tree(parse(row.before)),
+                                        row.before);
+        }
+    }
+    file_options = nullptr;
 }
