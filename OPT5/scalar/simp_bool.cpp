@@ -7,6 +7,7 @@
 // says already, or says the opposite of, decides. De Morgan's rules make one catalogue of both
 // operators: `decides` is the value of an operand that ends the evaluation, false for ANDAND.
 #include "OPT5/scalar/simp_bool.h"
+#include "OPT5/scalar/simp_known.h"
 
 #include "OPT5/builtins/bif.h"
 #include "OPT5/rep/symbol.h"
@@ -511,8 +512,15 @@ NODE *without_jump(NODE *tree, const JUNCTION &j) {
     return simp_node(tree, j.loop, j.ctx);
 }
 
+// The right operand is evaluated when the left one holds, or does not.
+NODE *right_under_left(NODE *tree, const JUNCTION &j) {
+    if (!simp_under_condition(tree->right, tree->left, j.op == OP::ANDAND, j.loop, j.ctx))
+        return nullptr;
+    return simp_node(tree, j.loop, j.ctx);
+}
+
 constexpr NODE *(*rules[])(NODE *tree, const JUNCTION &j) = {
-    hoist_effects, constant_operand, join_operands, common_guard, without_jump,
+    hoist_effects, constant_operand, join_operands, common_guard, right_under_left, without_jump,
 };
 
 NODE *simp_junction(NODE *tree, LOOP *loop, CONTEXT *ctx) {

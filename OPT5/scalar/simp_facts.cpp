@@ -4,7 +4,7 @@
 // range of its operands give, in the modular arithmetic of the node's type, and what one of the two
 // says is carried over to the other. The walk goes max_depth operators down and takes everything
 // below for any value of its type. A range that might wrap is dropped for that of the type.
-#include "OPT5/scalar/simp_facts.h"
+#include "OPT5/scalar/simp_known.h"
 
 #include "OPT5/rep/symbol.h"
 
@@ -115,10 +115,15 @@ FACTS converted(const FACTS &f, VALUE_SHAPE to) {
 
 // --- where other passes' knowledge comes in
 
-// Narrows the facts by what is known of the loop around the tree, ranges of its variables and
-// assertions among them, and by the context of symbolic evaluation. Nobody collects either yet.
-FACTS narrowed_by_surroundings(const NODE *, const FACTS &facts, LOOP *, CONTEXT *) {
-    return facts;
+// Narrows the facts by the ranges that are known of variables. Nobody collects yet what the loop
+// around the tree and the context of symbolic evaluation could say.
+FACTS narrowed_by_surroundings(const NODE *tree, const FACTS &facts, LOOP *, CONTEXT *) {
+    I64 lo = 0, hi = 0;
+    if (!KNOWN_RANGES::is_anything_in_force() || !KNOWN_RANGES::find(tree, &lo, &hi)) return facts;
+    FACTS narrowed = facts;
+    narrowed.lo = std::max(facts.lo, lo);
+    narrowed.hi = std::min(facts.hi, hi);
+    return settled(narrowed);
 }
 
 // --- the walk

@@ -13,7 +13,7 @@
 #include "OPT5/rep/node_pool.h"
 #include "OPT5/rep/program.h"
 #include "OPT5/rep/type_pkg.h"
-#include "OPT5/scalar/simp_rules.h"
+#include "OPT5/scalar/simp_known.h"
 
 #include <array>
 #include <cstdio>
@@ -404,6 +404,11 @@ NODE *simp_node(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 
 NODE *simp_tree(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     if (!tree) return nullptr;
+    // What an assertion says is not simplified with what may be known from it.
+    if (tree->op == OP::ASSERT && KNOWN_RANGES::is_anything_in_force()) {
+        const NOTHING_KNOWN meanwhile;
+        return simp_tree(tree, loop, ctx);
+    }
     // The way down to the node at hand; towers lean left, but as deep as one pleases.
     std::vector<FRAME> path;
     NODE *node = tree;

@@ -7,6 +7,7 @@
 #include "OPT5/rep/type_pkg.h"
 #include "OPT5/scalar/simp_arcs.h"
 #include "OPT5/scalar/simp_bool.h"
+#include "OPT5/scalar/simp_known.h"
 #include "OPT5/target/costs.h"
 
 #include <utility>
@@ -356,11 +357,18 @@ NODE *truth_value_arm(const CHOICE &q) {
         maketree(conjunction ? OP::ANDAND : OP::OROR, condition, truth, tp->int_type(), scope));
 }
 
+// Each arm with what the condition says of variables.
+NODE *arms_under_condition(const CHOICE &q) {
+    const bool first = simp_under_condition(q.first(), q.condition(), true, q.loop, q.ctx),
+               second = simp_under_condition(q.second(), q.condition(), false, q.loop, q.ctx);
+    return first || second ? q.simplify(q.tree) : nullptr;
+}
+
 constexpr NODE *(*rules[])(const CHOICE &) = {
-    known_condition,  truth_arms,      congruent_arms,    zero_condition,
-    nested_condition, absolute_value,  least_or_greatest, least_or_greatest_float,
-    nested_choice,    truth_value_arm, constant_arms,     arms_with_a_step,
-    arm_of_zero,
+    known_condition,  truth_arms,           congruent_arms,    zero_condition,
+    nested_condition, absolute_value,       least_or_greatest, least_or_greatest_float,
+    nested_choice,    truth_value_arm,      constant_arms,     arms_with_a_step,
+    arm_of_zero,      arms_under_condition,
 };
 } // namespace
 

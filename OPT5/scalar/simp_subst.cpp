@@ -2,7 +2,8 @@
 // brought to its top.
 #include "OPT5/rep/symbol.h"
 #include "OPT5/rep/type_pkg.h"
-#include "OPT5/scalar/simp_rules.h"
+#include "OPT5/scalar/simp_arcs.h"
+#include "OPT5/scalar/simp_known.h"
 
 namespace {
 // Takes the term out of the sum; null when it is not in it. `subtracted` says how it counted there.
@@ -61,11 +62,41 @@ NODE *simp_subst_icon(NODE *tree, SYMTAB *sym, const INT65 &value, LOOP *loop, C
     return simp_tree(tree, loop, ctx);
 }
 
+namespace {
+// An arm of a choice that has no value in the range is not chosen.
+NODE *choice_in_range(NODE *tree, const INT65 &lo, const INT65 &hi, LOOP *loop, CONTEXT *ctx) {
+    while (tree->op == OP::QUEST && tree->right->op == OP::COLON) {
+        NODE **chosen = nullptr, *arms = tree->right;
+        for (NODE *NODE::*arm : {&NODE::left, &NODE::right}) {
+            INT65 least, greatest;
+            if (!(arms->*arm)->type->is_int_or_enum()) return tree;
+            find_value_range(arms->*arm, &least, &greatest, loop, ctx);
+            if (greatest < lo || least > hi)
+                chosen = arm == &NODE::left ? &arms->right : &arms->left;
+        }
+        if (!chosen || !equiv_mtypes((*chosen)->type, tree->type)) return tree;
+        NODE *condition = tree->left, *value = take_from_tree(chosen, arms);
+        erase_node(tree);
+        if (NODE *effects = effects_of(condition))
+            return simp_node(mk_COMMAOP(effects, value), loop, ctx);
+        tree = value;
+    }
+    return tree;
+}
+} // namespace
+
 NODE *simp_tree_in_range(NODE *tree, const INT65 &lo, const INT65 &hi, LOOP *loop, CONTEXT *ctx) {
     tree = simp_tree(tree, loop, ctx);
-    if (lo != hi || is_ICON(tree) || !(tree->type->is_int_or_enum() || tree->type->is_ptr()))
-        return tree;
-    NODE *constant = make_ICON(lo, tree->type);
-    constant->scope = tree->scope;
-    return with_effects(tree, constant, loop, ctx);
+    if (is_ICON(tree) || !(tree->type->is_int_or_enum() || tree->type->is_ptr())) return tree;
+    if (lo == hi) {
+        NODE *constant = make_ICON(lo, tree->type);
+        constant->scope = tree->scope;
+        return with_effects(tree, constant, loop, ctx);
+    }
+    if (tree->type->is_ptr()) return tree;
+    tree = choice_in_range(tree, lo, hi, loop, ctx);
+    KNOWN_RANGES known;
+    known.add(tree, static_cast<std::int64_t>(lo.low64()), static_cast<std::int64_t>(hi.low64()));
+    bool changed = false;
+    return simp_with_known_ranges(tree, known, &changed, loop, ctx);
 }
