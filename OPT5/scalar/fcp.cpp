@@ -217,11 +217,13 @@ bool substitute_in_function() {
 
 bool run_round() {
     dprintf("\n\n\t\t\t---------- ENTERING 'fast_CP' -----------------\n");
+    const bool has_new_constants = fcp_replace_copies_of_constants();
     fcp_count_function();
     prune_symbols();
     find_settled_variables();
     find_values();
     const bool go_on = substitute_in_function();
+    if (has_new_constants) ++fcp_counters.replacements; // their copies are dead
     fcp_forget_symbols();
     fcp_forget_initialisers();
     return go_on;

@@ -1,6 +1,7 @@
 // What the parts of fast copy propagation share: fcp.cpp drives, fcp_count.cpp counts definitions
-// and uses, fcp_values.cpp says what may be propagated, fcp_subst.cpp substitutes, fcp_exprs.cpp
-// finds expressions that a variable holds already. Private to them and to their tests.
+// and uses, fcp_values.cpp says what may be propagated, fcp_copies.cpp looks after copies of
+// constant objects, fcp_subst.cpp substitutes, fcp_exprs.cpp finds expressions and memory whose
+// value is at hand already. Private to them and to their tests.
 #pragma once
 
 #include "OPT5/rep/bblk.h"
@@ -55,6 +56,11 @@ bool fcp_is_bitfield(const NODE *lvalue);
 // not known. The caller owns it.
 NODE *fcp_global_constant(const NODE *lvalue);
 void fcp_forget_initialisers(); // what is kept of them between two questions
+
+// --- fcp_copies.cpp
+// Puts constant globals in place of the structures and arrays that are copies of them; returns
+// whether there were any. Changes the counts of references.
+bool fcp_replace_copies_of_constants();
 
 // --- fcp_subst.cpp
 void fcp_begin_substitution(); // in the current function

@@ -324,6 +324,47 @@ TEST_F(FastCP, ConstantsOfTheFile) {
     EXPECT_THAT(log(), HasSubstr(") propagate_global_constants() is replacing "));
 }
 
+// An array that is a copy of a constant one is that, unless something else happens to it.
+TEST_F(FastCP, CopiesOfConstants) {
+    SYMTAB *table = constant("_table", array_t, {icon(10), icon(11), tree(OP::ENDINIT, int_t)});
+    SYMTAB *other = constant("_other", array_t, {icon(1), tree(OP::ENDINIT, int_t)});
+    const auto copied = [this](SYMTAB *from) {
+        return tree(OP::ARASG, array_t, name(a), name(from));
+    };
+    const struct {
+        STATEMENTS statements; // behind a = table
+        const char *expected;  // null: the copy stays
+    } cases[] = {
+        {{copy(j, G), print(element(a, icon(1))), ret(element(a, name(j)))},
+         "1 (): j = _G; _g(11); return *((int *)&_table + j * 2)\n"},
+        {{copy(j, G), asg(element(T, element(a, name(j))), element(a, element(a, icon(1)))),
+          leave()},
+         "1 (): j = _G; *((int *)&_T + *((int *)&_table + j * 2) * 2) = *((int *)&_table + 22); "
+         "leave\n"},
+        {{asg(element(a, name(G)), icon(1)), ret(element(a, icon(1)))}, nullptr},
+        {{print(tree(OP::PLUSPLUS, int_t, element(a, icon(2)), icon(1))), ret(element(a, icon(2)))},
+         nullptr},
+        {{print(address(element(a, icon(1)))), ret(element(a, icon(1)))}, nullptr},
+        {{unless(G, 1), copied(other), def(1), ret(element(a, icon(1)))}, nullptr},
+        {{print(tree(OP::COMMAOP, int_t, copied(other), icon(1))), ret(element(a, icon(1)))},
+         nullptr},
+    };
+    for (const auto &one : cases) {
+        STATEMENTS statements = {copied(table)};
+        statements.insert(statements.end(), one.statements.begin(), one.statements.end());
+        for (SYMTAB *sym : {a, j})
+            if (!is_listed(sym)) enter(sym);
+        build(statements);
+        simpcfg(false, false);
+        fast_CP(1, 1);
+        expect_valid();
+        if (one.expected)
+            EXPECT_EQ(code(), one.expected);
+        else
+            EXPECT_THAT(code(), HasSubstr("a = _table"));
+    }
+}
+
 TEST_F(FastCP, UnusedVariablesLeaveTheList) {
     build({print(j), leave()});
     fast_CP(1, 0);
