@@ -2,10 +2,11 @@
 //
 // A round counts the definitions and uses of each local. A local that is assigned once, and there a
 // constant, an address or a variable that never changes itself, has that value wherever it is read:
-// reads before the assignment mean nothing. Then one walk over the blocks in depth-first order puts
-// such values in place of the variables. Within a run of blocks that are entered from the one
-// before only (an extended block) it also uses what the assignments seen last have left in
-// variables that are assigned several times, and variables for expressions that they hold. A
+// reads before the assignment mean nothing. Then one walk over the blocks puts
+// such values in place of the variables. Blocks that control comes to from one block only are
+// walked behind that (such a tree is an extended block), and there it also uses what the
+// assignments on the way have left in variables that are assigned several times and in memory,
+// variables for expressions that they hold, and what the outcomes of tests say. A
 // statement that changes is simplified at once; when a branch comes to hang on a constant, the
 // graph is made anew and another round follows.
 #include "OPT5/scalar/fcp.h"
@@ -17,6 +18,7 @@
 #include "OPT5/rep/type_pkg.h"
 #include "OPT5/scalar/alias.h"
 #include "OPT5/scalar/scalar.h"
+#include "OPT5/scalar/simpcfg.h"
 
 namespace {
 const register_option keep_reversed("disable:fcprevsymtab");
@@ -190,27 +192,68 @@ void substitute_in_block(BBLK *bb) {
     bb->statements = promote_toplevel_COMMAOPs_in_list(bb->statements);
 }
 
-// Whether control comes to the block from the other one only.
-bool only_follows(const BBLK *bb, const BBLK *other, const std::vector<bool> &is_handler) {
+// The block from which alone control comes to this one; null: there are others.
+const BBLK *only_way_to(const BBLK *bb, const std::vector<bool> &is_root) {
     const EDGE *edge = bb->predecessors;
-    return edge && !edge->next && edge->bb == other && !is_handler[bb->serial];
+    return is_root[bb->serial] || !edge || edge->next || edge->bb == bb ? nullptr : edge->bb;
 }
 
-// Returns whether a branch hangs on a constant now.
-bool substitute_in_function() {
-    std::vector<bool> is_handler(currfuninfo->blocks.size());
-    for (const BBLK *handler : handler_blocks(currfuninfo))
-        is_handler[handler->serial] = true;
+void learn_from_way(const BBLK *from, const BBLK *to) {
+    const NODE *branch = last_statement(from);
+    if (!branch || branch->op != OP::IF) return;
+    const bool when_true = label_block(branch->right->left) == to;
+    if (when_true != (label_block(branch->right->right) == to))
+        fcp_learn_from_test(branch->left, when_true);
+}
+
+class EXTENDED_BLOCKS {
+public:
+    EXTENDED_BLOCKS() : is_root(root_blocks()) {}
+    bool substitute(); // in all; returns whether a branch hangs on a constant now
+
+private:
+    struct STEP {
+        BBLK *bb;
+        const EDGE *way_on;
+        FCP_MARK mark; // before the block
+    };
+    void walk(BBLK *root);
+    void enter(BBLK *bb, const BBLK *from);
+
+    std::vector<bool> is_root;
+    std::vector<STEP> path;
     bool found = false;
-    const BBLK *current = nullptr;
-    fcp_begin_substitution();
-    for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
-        if (bb->lir_head || can_be_skipped(bb)) continue;
-        if (!only_follows(bb, current, is_handler)) ++fcp_counters.generation;
-        substitute_in_block(bb);
-        found |= branches_on_constant(bb);
-        current = bb;
+};
+
+void EXTENDED_BLOCKS::enter(BBLK *bb, const BBLK *from) {
+    path.push_back({bb, bb->successors, fcp_mark()});
+    if (bb->lir_head) return;
+    if (from) learn_from_way(from, bb);
+    if (can_be_skipped(bb)) return;
+    substitute_in_block(bb);
+    found |= branches_on_constant(bb);
+}
+
+void EXTENDED_BLOCKS::walk(BBLK *root) {
+    ++fcp_counters.generation;
+    enter(root, nullptr);
+    while (!path.empty()) {
+        STEP &last = path.back();
+        if (!last.way_on) {
+            fcp_return_to(last.mark);
+            path.pop_back();
+            continue;
+        }
+        BBLK *from = last.bb, *next = last.way_on->bb;
+        last.way_on = last.way_on->next;
+        if (only_way_to(next, is_root) == from) enter(next, from);
     }
+}
+
+bool EXTENDED_BLOCKS::substitute() {
+    fcp_begin_substitution();
+    for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
+        if (!only_way_to(bb, is_root)) walk(bb);
     ++fcp_counters.generation;
     return found;
 }
@@ -222,7 +265,7 @@ bool run_round() {
     prune_symbols();
     find_settled_variables();
     find_values();
-    const bool go_on = substitute_in_function();
+    const bool go_on = EXTENDED_BLOCKS().substitute();
     if (has_new_constants) ++fcp_counters.replacements; // their copies are dead
     fcp_forget_symbols();
     fcp_forget_initialisers();

@@ -12,24 +12,29 @@
 struct FCP_COUNTERS {
     long replacements = 0;   // in the last round
     bool changed = false;    // the statement being substituted in
-    unsigned generation = 0; // of the extended block; facts of another one do not hold
+    unsigned generation = 0; // facts of another one do not hold
 };
 extern FCP_COUNTERS fcp_counters;
 
-// The working fields of a symbol during one round. `modified` and `seen` are statement numbers.
+// What the statements so far say of a symbol; `seen` and `modified` are numbers of statements.
+struct FCP_KNOWN {
+    const NODE *value = nullptr; // that it was given last, in `generation`
+    unsigned generation = 0;
+    std::uint32_t seen = 0;     // when that was
+    std::uint32_t modified = 0; // when the symbol's object may have changed last
+};
+
+// The working fields of a symbol during one round.
 struct FCP_SYMBOL {
     std::int16_t defs = -1;      // -1: no candidate
     bool is_listed = false;      // among the function's symbols, so that its uses are counted
     bool is_from_prolog = false; // a definition stands in the argument prolog
-    bool is_settled = false;    // its only definition runs once, before all uses that mean anything
-    bool is_resolved = false;   // whether it has one value everywhere is known
-    bool has_value = false;     // it has, and the map of values holds it
-    bool is_in_EHT = false;     // named by a cleanup of the exception table
-    NODE *def = nullptr;        // the single definition
-    NODE *assignment = nullptr; // the last x = y seen, in `generation`
-    unsigned generation = 0;
-    std::uint32_t seen = 0;     // when `assignment` ran
-    std::uint32_t modified = 0; // when the symbol's object may have changed last
+    bool is_settled = false;  // its only definition runs once, before all uses that mean anything
+    bool is_resolved = false; // whether it has one value everywhere is known
+    bool has_value = false;   // it has, and the map of values holds it
+    bool is_in_EHT = false;   // named by a cleanup of the exception table
+    NODE *def = nullptr;      // the single definition
+    FCP_KNOWN known;
 };
 // Made on first use; valid until fcp_forget_symbols().
 FCP_SYMBOL *fcp_symbol(SYMTAB *sym);
@@ -67,6 +72,18 @@ void fcp_begin_substitution(); // in the current function
 // Substitutes in the statement, simplifies it if that changed it, and learns from it. Gives the
 // statement in its place; null when nothing of it must run.
 NODE *fcp_substitute(NODE *stmt, bool is_prolog);
+// Learns what the outcome of the test at the end of a block says.
+void fcp_learn_from_test(const NODE *condition, bool outcome);
+
+// How far the facts go that are known at a place. To return there forgets what was learnt since.
+struct FCP_MARK {
+    std::size_t symbols, expressions, effects;
+    unsigned generation;
+};
+FCP_MARK fcp_mark();
+void fcp_return_to(const FCP_MARK &mark);
+// Before what is known of a symbol changes.
+void fcp_save(FCP_SYMBOL *fields);
 
 // Takes the new tree, which has the same value, in place of the old one, counts and reports it.
 void fcp_take_place(NODE *&link, NODE *value, const char *routine);
@@ -78,9 +95,13 @@ public:
     // The statement assigns to a variable, or to memory a constant or a variable. Its trees stay
     // where they are until the end of the round.
     void learn(NODE *asg, std::uint32_t now);
+    // The tree, an expression or an lvalue, has the value of the variable or constant.
+    void enter(const NODE *tree, const NODE *held, std::uint32_t now);
     // Puts what is at hand where the statement computes or loads it.
     void replace(NODE *stmt);
     bool knows(const NODE *tree) const { return entry_for(tree) != nullptr; }
+    std::size_t mark() const { return hidden.size(); }
+    void return_to(std::size_t mark);
 
 private:
     struct ENTRY {
@@ -89,14 +110,14 @@ private:
         unsigned generation = 0;
         std::uint32_t seen = 0;
     };
-    ENTRY &entry_of(std::uint32_t number);
-    void enter(const NODE *tree, const NODE *held, std::uint32_t now);
     // Null: nothing is known, or it would not be cheaper.
     const ENTRY *entry_for(const NODE *tree) const;
     bool replace_whole(NODE *&link);
     void replace_below(NODE *&link);
     void replace_in_lvalue(NODE *lvalue);
 
+    std::size_t place_of(std::uint32_t number) const { return number & (table.size() - 1); }
+
     std::vector<ENTRY> table; // by number; a later expression takes the place of an earlier one
-    unsigned generation = 0;  // in which the last entry was made
+    std::vector<std::pair<std::size_t, ENTRY>> hidden; // by later ones, with their places
 };

@@ -166,18 +166,20 @@ bool is_remark(const NODE *stmt) {
 void FCP_EXPRS::reset(unsigned statements) {
     constexpr unsigned least = 64, most = 1u << 14; // few share a place
     table.assign(std::bit_ceil(std::clamp(2 * statements, least, most)), ENTRY());
-    generation = 0;
+    hidden.clear();
 }
 
-FCP_EXPRS::ENTRY &FCP_EXPRS::entry_of(std::uint32_t number) {
-    return table[number & (table.size() - 1)];
+void FCP_EXPRS::return_to(std::size_t mark) {
+    for (; hidden.size() > mark; hidden.pop_back())
+        table[hidden.back().first] = hidden.back().second;
 }
 
 void FCP_EXPRS::enter(const NODE *tree, const NODE *held, std::uint32_t now) {
     const NUMBER number = number_of_tree(tree, deepest);
-    if (!number.is_pure) return;
-    entry_of(number.sum) = {tree, held, fcp_counters.generation, now};
-    generation = fcp_counters.generation;
+    if (!number.is_pure || !is_worth_a_variable(tree)) return;
+    ENTRY &entry = table[place_of(number.sum)];
+    hidden.emplace_back(place_of(number.sum), entry);
+    entry = {tree, held, fcp_counters.generation, now};
 }
 
 void FCP_EXPRS::learn(NODE *asg, std::uint32_t now) {
@@ -186,25 +188,25 @@ void FCP_EXPRS::learn(NODE *asg, std::uint32_t now) {
         SYMTAB *sym = target->u.name.sym;
         // An access through a restrict pointer is told apart from those through what it was made
         // of.
-        if (is_worth_a_variable(value) && equiv_mtypes(value->type, sym->type) &&
-            !is_restrict(sym->type) && !sym_appears_in_tree(sym, value))
+        if (equiv_mtypes(value->type, sym->type) && !is_restrict(sym->type) &&
+            !sym_appears_in_tree(sym, value))
             enter(value, target, now);
         return;
     }
-    if (!is_access(target) || !is_worth_a_variable(target)) return;
+    if (!is_access(target)) return;
     const NODE *held = value_left_in_memory(asg);
     const NODE *object = fcp_object_of(target);
     if (held && (object || !store_moves_itself(target, target->left))) enter(target, held, now);
 }
 
 const FCP_EXPRS::ENTRY *FCP_EXPRS::entry_for(const NODE *tree) const {
-    if (generation != fcp_counters.generation || !is_worth_a_variable(tree)) return nullptr;
+    if (hidden.empty() || !is_worth_a_variable(tree)) return nullptr; // nothing is known here
     const NUMBER number = number_of_tree(tree, deepest);
-    const ENTRY &entry = table[number.sum & (table.size() - 1)];
+    const ENTRY &entry = table[place_of(number.sum)];
     if (!number.is_pure || !entry.tree || entry.generation != fcp_counters.generation ||
         !equiv_mtypes(entry.tree->type, tree->type) ||
         (entry.held->op == OP::NAME &&
-         fcp_find_symbol(entry.held->u.name.sym)->modified > entry.seen) ||
+         fcp_find_symbol(entry.held->u.name.sym)->known.modified > entry.seen) ||
         !trees_are_congruent(entry.tree, tree, false) ||
         !fcp_memory.is_unchanged(entry.tree, entry.seen))
         return nullptr;
@@ -256,6 +258,5 @@ void FCP_EXPRS::replace_in_lvalue(NODE *lvalue) {
 }
 
 void FCP_EXPRS::replace(NODE *stmt) {
-    if (generation != fcp_counters.generation || is_remark(stmt)) return; // nothing is known here
-    replace_below(stmt);
+    if (!hidden.empty() && !is_remark(stmt)) replace_below(stmt);
 }

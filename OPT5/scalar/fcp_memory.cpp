@@ -56,10 +56,16 @@ void FCP_MEMORY::note_effects(NODE *tree, const NODE *but_store, const NODE *but
     }
 }
 
+void FCP_MEMORY::note_change(SYMTAB *sym) const {
+    FCP_SYMBOL *fields = fcp_symbol(sym);
+    fcp_save(fields);
+    fields->known.modified = now;
+}
+
 void FCP_MEMORY::note_store(NODE *lvalue) {
     const NODE *object = fcp_object_of(lvalue);
     if (object) {
-        fcp_symbol(object->u.name.sym)->modified = now;
+        note_change(object->u.name.sym);
         if (is_only_named_scalar(object->u.name.sym)) return;
     } else if (lvalue->op != OP::UMULT && lvalue->op != OP::STREF) {
         note_names(lvalue);
@@ -70,7 +76,7 @@ void FCP_MEMORY::note_store(NODE *lvalue) {
 // One of several objects is stored to.
 void FCP_MEMORY::note_names(const NODE *tree) {
     for (; tree; tree = tree->right) {
-        if (tree->op == OP::NAME) fcp_symbol(tree->u.name.sym)->modified = now;
+        if (tree->op == OP::NAME) note_change(tree->u.name.sym);
         note_names(tree->left);
     }
 }
@@ -95,7 +101,7 @@ bool FCP_MEMORY::lvalue_is_unchanged(const NODE *lvalue, std::uint32_t then) con
     if (base->op == OP::NAME) {
         const SYMTAB *sym = base->u.name.sym;
         const FCP_SYMBOL *fields = fcp_find_symbol(sym);
-        const bool is_assigned = fields && fields->modified > then;
+        const bool is_assigned = fields && fields->known.modified > then;
         if (is_only_named_scalar(sym)) return !is_assigned;
         if (!is_assigned && !is_reached_by_pointers(sym)) return true;
         return memory_is_unchanged(lvalue, then);

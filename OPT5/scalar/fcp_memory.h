@@ -25,6 +25,7 @@ struct FCP_MEMORY {
     bool is_unchanged(const NODE *tree, std::uint32_t then) const;
 
 private:
+    void note_change(SYMTAB *sym) const;
     void note_names(const NODE *tree);
     bool memory_is_unchanged(const NODE *lvalue, std::uint32_t then) const;
     bool lvalue_is_unchanged(const NODE *lvalue, std::uint32_t then) const;

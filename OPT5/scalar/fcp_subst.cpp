@@ -17,6 +17,8 @@ FCP_MEMORY fcp_memory;
 namespace {
 FCP_EXPRS expressions;
 bool has_setjmp;
+std::vector<std::pair<FCP_SYMBOL *, FCP_KNOWN>> saved;
+std::vector<NODE *> outcomes;              // of tests, as facts need them; owned
 constexpr std::size_t longest_text = 2000; // of a tree in the log
 
 void count_names(const NODE *tree, int step) {
@@ -29,15 +31,20 @@ void count_names(const NODE *tree, int step) {
 
 // --- what is known of a variable
 
-// The value that the last assignment in this extended block gave it, if it still holds.
-const NODE *local_value(const FCP_SYMBOL &fields) {
-    if (!fields.assignment || fields.generation != fcp_counters.generation ||
-        fields.modified > fields.seen)
+// The value that the last assignment on the way here gave it, if it still holds.
+const NODE *local_value(const FCP_KNOWN &known) {
+    if (!known.value || known.generation != fcp_counters.generation || known.modified > known.seen)
         return nullptr;
-    const NODE *value = fcp_assigned_value(fields.assignment);
-    if (value->op != OP::NAME) return value;
-    const FCP_SYMBOL *of = fcp_find_symbol(value->u.name.sym);
-    return of && of->modified <= fields.seen ? value : nullptr;
+    if (known.value->op != OP::NAME) return known.value;
+    const FCP_SYMBOL *of = fcp_find_symbol(known.value->u.name.sym);
+    return of && of->known.modified <= known.seen ? known.value : nullptr;
+}
+
+void set_local_value(FCP_SYMBOL *fields, const NODE *value) {
+    fcp_save(fields);
+    fields->known.value = value;
+    fields->known.generation = fcp_counters.generation;
+    fields->known.seen = fcp_memory.now;
 }
 
 const NODE *known_value(const SYMTAB *sym) {
@@ -45,7 +52,7 @@ const NODE *known_value(const SYMTAB *sym) {
     if (!fields || !fields->is_listed || !fcp_is_plain_local(sym)) return nullptr;
     if (sym->type->is_ptr() && (sym->type->qual_kind(false) & TQ_restrict)) return nullptr;
     if (fields->has_value) return symbol_maps(currfuninfo, true)->values.value(sym, false);
-    return local_value(*fields);
+    return local_value(fields->known);
 }
 
 void fcpNAME(NODE *&link) {
@@ -202,14 +209,44 @@ void learn_from(NODE *stmt) {
     if (sym && fcp_is_plain_local(sym)) {
         FCP_SYMBOL *fields = fcp_symbol(sym);
         if (!fields->is_listed || !sym->type->is_scalar()) return;
-        if (may_remember(fcp_assigned_value(stmt), sym)) {
-            fields->assignment = stmt;
-            fields->generation = fcp_counters.generation;
-            fields->seen = fcp_memory.now;
+        const NODE *value = fcp_assigned_value(stmt);
+        if (may_remember(value, sym)) {
+            set_local_value(fields, value);
             return;
         }
     }
     expressions.learn(stmt, fcp_memory.now);
+}
+
+void learn_equality(const NODE *tree, const NODE *constant) {
+    if (!tree->type->is_int_or_enum()) return;
+    if (tree->op != OP::NAME || !fcp_is_plain_local(tree->u.name.sym)) {
+        expressions.enter(tree, constant, fcp_memory.now);
+        return;
+    }
+    FCP_SYMBOL *fields = fcp_find_symbol(tree->u.name.sym);
+    if (fields && fields->is_listed && equiv_mtypes(tree->type, tree->u.name.sym->type) &&
+        !node_is_volatile_access(tree))
+        set_local_value(fields, constant);
+}
+
+// The condition's value when it is not zero is unknown, unless it is a truth value.
+void learn_from_outcome(const NODE *condition, bool outcome) {
+    while (condition->op == OP::EXCLAIM) {
+        condition = condition->left;
+        outcome = !outcome;
+    }
+    if (condition->op == (outcome ? OP::ANDAND : OP::OROR)) {
+        learn_from_outcome(condition->left, outcome);
+        learn_from_outcome(condition->right, outcome);
+        return;
+    }
+    if (condition->op == (outcome ? OP::EQ : OP::NEQ) && condition->right->op == OP::ICON)
+        learn_equality(condition->left, condition->right);
+    const bool is_truth_value = boolean_inv[condition->op] != OP::ILLOP;
+    if ((outcome && !is_truth_value) || !condition->type->is_int_or_enum()) return;
+    outcomes.push_back(mk_ICON(outcome, tp->int_type()));
+    learn_equality(condition, outcomes.back());
 }
 
 // What the root does when all its operands have been evaluated.
@@ -250,10 +287,31 @@ void fcp_take_place(NODE *&link, NODE *value, const char *routine) {
     link = value;
 }
 
+FCP_MARK fcp_mark() {
+    return {saved.size(), expressions.mark(), fcp_memory.recent.size(), fcp_counters.generation};
+}
+
+void fcp_return_to(const FCP_MARK &mark) {
+    for (; saved.size() > mark.symbols; saved.pop_back())
+        saved.back().first->known = saved.back().second;
+    expressions.return_to(mark.expressions);
+    fcp_memory.recent.resize(mark.effects);
+    fcp_counters.generation = mark.generation;
+    if (mark.symbols != 0 || mark.expressions != 0) return;
+    for (NODE *outcome : outcomes)
+        erase_tree(outcome);
+    outcomes.clear();
+}
+
+void fcp_save(FCP_SYMBOL *fields) {
+    saved.emplace_back(fields, fields->known);
+}
+
 void fcp_begin_substitution() {
     fcp_counters.replacements = 0;
     ++fcp_counters.generation;
     fcp_memory = FCP_MEMORY();
+    saved.clear();
     has_setjmp = function_calls_setjmp();
     unsigned statements = 0;
     for (const BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
@@ -295,6 +353,12 @@ NODE *fcp_substitute(NODE *stmt, bool is_prolog) {
     else if (stmt)
         learn_from(stmt);
     return stmt;
+}
+
+void fcp_learn_from_test(const NODE *condition, bool outcome) {
+    if (tree_has_side_effects(condition)) return;
+    ++fcp_memory.now;
+    learn_from_outcome(condition, outcome);
 }
 
 // --- for other passes
