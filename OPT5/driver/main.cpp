@@ -37,7 +37,9 @@ void run(int argc, char **argv) {
     user_error_count = 0;
     function_prepass = 1;
     fileinfo->pass_number = 1;
+    fileinfo->statics_are_marked = true; // none: a function that is still to come may say more
     i_file->if_read_file();
+    fileinfo->statics_are_marked = false;
     if (functions.empty()) {
         step_intermission();
     } else {
