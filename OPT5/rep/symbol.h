@@ -30,6 +30,7 @@ enum SYM_ATTR : std::uint8_t {
     SA_type_changed = 8, // `type` no longer follows from `otype`; the file gets the declared type
     SA_referenced = 16,
     SA_no_escape = 32, // its address, where taken at all, is only followed: no pointer holds it
+    SA_unwritten = 64, // a variable of the file that keeps what it is initialised with
 };
 
 struct EXPR_LIST; // initialiser trees, OPT5/icode/if.h

@@ -6,6 +6,7 @@ namespace {
 // In incomplete classes anything may turn up; constructors write to const objects of C++ classes,
 // some of whose members may be changed even later.
 bool is_defined_const(const SYMTAB *sym) {
+    if (sym->attr & SA_unwritten) return true;
     const unsigned bits = sym->type->qual_kind(true);
     if ((bits & TQ_const) == 0 || (bits & (TQ_volatile | TQ_ioport)) != 0) return false;
     const TYPE *elem = sym->type->stds();

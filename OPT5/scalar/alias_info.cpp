@@ -181,6 +181,7 @@ void mark_statics() {
         for (const NODE *tree : sym->init ? sym->init->trees : std::vector<NODE *>())
             ADDRESS_WALK(true).visit(tree, false);
     map_over_FUNINFOs([](FUNINFO *funinfo) { ADDRESS_WALK(true).visit_body(funinfo); });
+    mark_unwritten_statics();
     fileinfo->statics_are_marked = true;
 }
 

@@ -24,6 +24,8 @@ struct ALIAS_STATE {
 extern ALIAS_STATE alias_state;
 
 bool is_static_datum(const SYMTAB *sym); // a variable of the file that other files cannot name
+// SA_unwritten of all of the file's symbols. Every function must be in memory.
+void mark_unwritten_statics();
 
 // A variable that dies with the call of its function.
 inline bool is_automatic(const SYMTAB *sym) {

@@ -9,6 +9,7 @@
 #include "OPT5/icode/if.h"
 #include "OPT5/scalar/fcp.h"
 #include "OPT5/scalar/fcp_memory.h"
+#include "OPT5/scalar/plain_reads.h"
 
 namespace {
 // While the pass runs the symbols of the function's list hold themselves in the second word, and
@@ -44,55 +45,6 @@ template <class Visit> void for_each_statement(Visit visit) {
             if (bb != currfuninfo->bb_list || cell != bb->statements ||
                 !tree_is_arg_prolog(cell->first))
                 visit(cell->first);
-}
-
-void count_reads(const NODE *tree, bool is_read);
-
-// Goes down to the variable that an lvalue lies in, and into the trees of indices on the way.
-void count_object(const NODE *lvalue, bool is_read) {
-    while (lvalue->op == OP::STDOT)
-        lvalue = lvalue->left;
-    if (lvalue->op == OP::NAME) {
-        SYMTAB *sym = lvalue->u.name.sym;
-        if (is_read && sym && sym->level > 0 && original_of(sym)) --sym->refcount;
-        return;
-    }
-    if (lvalue->op != OP::UMULT && lvalue->op != OP::STREF) {
-        count_reads(lvalue, false);
-        return;
-    }
-    if (lvalue->op == OP::UMULT) count_reads(lvalue->right, true);
-    const NODE *address = lvalue->left;
-    while (address->op == OP::PCONV || address->op == OP::PLUS || address->op == OP::MINUS) {
-        if (!address->type->is_ptr() || !address->left->type->is_ptr()) break;
-        count_reads(address->right, true);
-        address = address->left;
-    }
-    if (address->op == OP::UAND)
-        count_object(address->left, is_read);
-    else
-        count_reads(address, true);
-}
-
-// Takes from the counts of references the variables of which the tree reads scalars or structures.
-// `is_read`: the value of the tree is; else it is stored to, or its address is made.
-void count_reads(const NODE *tree, bool is_read) {
-    for (; tree; tree = tree->right) {
-        switch (tree->op) {
-        case OP::NAME:
-        case OP::STDOT:
-        case OP::STREF:
-        case OP::UMULT:
-            count_object(tree, is_read && (tree->type->is_scalar() || tree->type->is_csu()));
-            return;
-        case OP::UAND:
-        case OP::ARGREF: count_reads(tree->left, false); return;
-        default: break;
-        }
-        const bool is_definition = fcp_is_definition(tree->op);
-        count_reads(tree->left, is_read && !is_definition);
-        is_read |= is_definition;
-    }
 }
 
 void count_names(const NODE *tree) {
@@ -136,7 +88,10 @@ bool fcp_replace_copies_of_constants() {
     bool replaced = false;
     if (found) {
         for_each_statement(count_names);
-        for_each_statement([](const NODE *stmt) { count_reads(stmt, true); });
+        const auto take_away = [](SYMTAB *sym) {
+            if (sym->level > 0 && original_of(sym)) --sym->refcount;
+        };
+        for_each_statement([&](const NODE *stmt) { for_each_plain_read(stmt, true, take_away); });
         // What is left is one name, that of the copy's target, or the variable stays.
         for (SYMTAB *sym = currfuninfo->symbols; sym; sym = sym->next)
             if (sym->refcount != 1) sym->pass_words[0] = nullptr;

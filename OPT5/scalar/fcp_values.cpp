@@ -188,6 +188,7 @@ NODE *bits_of_constant(const NODE *constant, unsigned first, unsigned width, TYP
 }
 
 NODE *scalar_at(const SYMTAB *sym, std::int64_t at, TYPE *type) {
+    if (!sym->init) return zero_of_type(type);
     const INIT_INDEX &index = index_of(sym->init);
     const auto next = std::upper_bound(index.starts.begin(), index.starts.end(), at);
     const std::int64_t units = type->size() / unit;
@@ -226,7 +227,8 @@ NODE *fcp_global_constant(const NODE *lvalue) {
     if (!lvalue_place(lvalue, place) || place.bits < 0) return nullptr;
     if (place.text) return character_of_text(lvalue, place);
     // An object without initialiser may be a constant that code computes before main begins.
-    if (!place.sym->init || !contents_are_known(place.sym) || !lvalue_is_immutable(lvalue) ||
+    const bool has_contents = place.sym->init || (place.sym->attr & SA_unwritten);
+    if (!has_contents || !contents_are_known(place.sym) || !lvalue_is_immutable(lvalue) ||
         !symbol_is_immutable(place.sym))
         return nullptr;
     TYPE *type = lvalue->type->type_qualified();

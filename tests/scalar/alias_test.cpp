@@ -50,9 +50,10 @@ protected:
         F = file_variable("_F", 2, float_t);
         S = file_variable("_S", 3, int_t);
         T = file_variable("_T", 3, int_t);
-        // The address of `b` is followed, that of `taken` and T goes away; S is never asked for.
+        // The address of `b` is followed, that of `taken` and T goes away; S's is never asked for.
         analyze({prolog, asg(at(b, i), icon(1)), asg(name(p), address(name(taken))),
-                 asg(name(q), address(name(T))), asg(name(moved), add(moved, 1)), leave()});
+                 asg(name(q), address(name(T))), asg(name(moved), add(moved, 1)),
+                 asg(name(S), icon(1)), leave()});
     }
     void TearDown() override {
         clean_up_alias_analysis_bitvecs_etc();

@@ -324,6 +324,34 @@ TEST_F(FastCP, ConstantsOfTheFile) {
     EXPECT_THAT(log(), HasSubstr(") propagate_global_constants() is replacing "));
 }
 
+TEST_F(FastCP, StaticsThatNothingWritesAreConstants) {
+    const auto variable = [this](const char *text, TYPE *type) {
+        SYMTAB *sym = file_variable(text, 3, type);
+        sym->init = new EXPR_LIST{{icon(6), tree(OP::ENDINIT, int_t)}};
+        return sym;
+    };
+    SYMTAB *kept = variable("_kept", int_t), *row = variable("_row", array_t);
+    SYMTAB *nothing = file_variable("_nothing", 3, int_t), *set = variable("_set", int_t),
+           *stepped = variable("_stepped", array_t), *out = variable("_out", int_t),
+           *held = variable("_held", int_t),
+           *moving = variable("_mv", tp->mk_qual(int_t, TQ_volatile));
+    file_variable("_holder", 3, int_p)->init = new EXPR_LIST{{address(name(held))}};
+    STATEMENTS statements = {copy(j, G)};
+    for (NODE *value : {name(kept), element(row, icon(0)), element(row, icon(3)), name(nothing),
+                        element(row, name(j)), name(set), element(stepped, icon(0)), name(out),
+                        name(held), name(moving)})
+        statements.push_back(print(value));
+    statements.insert(statements.end(),
+                      {asg(name(set), icon(6)),
+                       print(tree(OP::PLUSPLUS, int_t, element(stepped, name(j)), icon(1))),
+                       print(address(name(out))), leave()});
+    build(statements);
+    fast_CP(1, 0);
+    EXPECT_THAT(graph(),
+                HasSubstr("_g(6); _g(6); _g(0); _g(0); _g(*((int *)&_row + j * 2)); _g(_set); "
+                          "_g(*(int *)&_stepped); _g(_out); _g(_held); _g(_mv)"));
+}
+
 // An array that is a copy of a constant one is that, unless something else happens to it.
 TEST_F(FastCP, CopiesOfConstants) {
     SYMTAB *table = constant("_table", array_t, {icon(10), icon(11), tree(OP::ENDINIT, int_t)});

@@ -22,7 +22,7 @@ protected:
         w = local("w", short_t);
         const_int = tp->mk_qual(int_t, TQ_const);
         G = file_variable("_G", 2, int_t);
-        H = file_variable("_H", 3, int_t);
+        H = file_variable("_H", 2, int_t);
         T = file_variable("_T", 2, array_t);
         for (SYMTAB *sym : {parm, body_parm, i, j, k, w, p, q, s, sp, a, vol})
             enter(sym);
