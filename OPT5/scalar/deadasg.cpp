@@ -19,6 +19,7 @@
 #include "OPT5/rep/node_pool.h"
 #include "OPT5/scalar/alias.h"
 #include "OPT5/scalar/fcp_memory.h"
+#include "OPT5/scalar/name_uses.h"
 #include "OPT5/scalar/scalar.h"
 
 #include <algorithm>
@@ -109,10 +110,7 @@ private:
 };
 
 void mark_names_unfit(const NODE *tree) {
-    for (; tree; tree = tree->right) {
-        if (tree->op == OP::NAME && tree->u.name.sym) tree->u.name.sym->pass_words[0] = nullptr;
-        mark_names_unfit(tree->left);
-    }
+    for_each_symbol(tree, [](SYMTAB *sym) { sym->pass_words[0] = nullptr; });
 }
 
 // Blocks that control reaches from an exception handler, which any call may lead to.
@@ -397,15 +395,7 @@ void DEAD_ASSIGNMENTS::sweep(BBLK *bb) {
         }
         step(of);
     }
-    for (LIST **link = &bb->statements; *link;) {
-        LIST *cell = *link;
-        if (cell->first) {
-            link = &cell->rest;
-            continue;
-        }
-        *link = cell->rest;
-        release_list_cell(cell);
-    }
+    drop_empty_cells(bb);
 }
 
 bool DEAD_ASSIGNMENTS::run() {
@@ -433,22 +423,14 @@ void erase_dead_assignments() {
 
 // --- variables that nothing names any more
 
-void count_names(const NODE *tree) {
-    for (; tree; tree = tree->right) {
-        if (tree->op == OP::NAME && tree->u.name.sym && tree->u.name.sym->level > 0)
-            ++tree->u.name.sym->refcount;
-        count_names(tree->left);
-    }
-}
-
 void drop_unnamed_variables() {
     for (SYMTAB *sym = currfuninfo->symbols; sym; sym = sym->next)
         sym->refcount = 0;
     for (const BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
         for (const LIST *cell = bb->statements; cell; cell = cell->rest)
-            count_names(cell->first);
+            count_references(cell->first);
     for (unsigned i = 0; i < currfuninfo->eht_size; ++i)
-        count_names(currfuninfo->eht[i].cleanup);
+        count_references(currfuninfo->eht[i].cleanup);
     int number = 0;
     for (SYMTAB **link = &currfuninfo->symbols; *link; ++number) {
         SYMTAB *sym = *link;
@@ -468,6 +450,18 @@ bool holds_trees() {
     return currfuninfo->bb_list != nullptr;
 }
 } // namespace
+
+void drop_empty_cells(BBLK *bb) {
+    for (LIST **link = &bb->statements; *link;) {
+        LIST *cell = *link;
+        if (cell->first) {
+            link = &cell->rest;
+            continue;
+        }
+        *link = cell->rest;
+        release_list_cell(cell);
+    }
+}
 
 void elim_dead_assigns(bool delay, bool) {
     dprintf("\n\n\t\t\t---------- ENTERING '%s' ----------\n",

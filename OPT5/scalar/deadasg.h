@@ -8,3 +8,5 @@ void erase_stores_to_unread_objects();
 void delay_assignments();
 // The block that follows on a block that is a loop of its own and certain to end; null for others.
 BBLK *way_out_of_counting_loop(const BBLK *bb);
+// Takes the cells without statement out of the block.
+void drop_empty_cells(BBLK *bb);

@@ -8,6 +8,7 @@
 #include "OPT5/rep/node_pool.h"
 #include "OPT5/scalar/deadasg.h"
 #include "OPT5/scalar/fcp_memory.h"
+#include "OPT5/scalar/name_uses.h"
 
 namespace {
 // The variable that an lvalue lies in; null when a pointer's value leads to it, or the access is
@@ -56,14 +57,6 @@ template <class Visit> void for_each_cell(Visit visit) {
         }
 }
 
-void count_names(const NODE *tree) {
-    for (; tree; tree = tree->right) {
-        if (tree->op == OP::NAME && tree->u.name.sym && tree->u.name.sym->level > 0)
-            ++tree->u.name.sym->refcount;
-        count_names(tree->left);
-    }
-}
-
 // What a store does beside storing.
 NODE *effects_of_store(NODE *stmt) {
     NODE *address = maketree(OP::UAND, stmt->left, nullptr, stmt->left->type, stmt->scope);
@@ -82,10 +75,10 @@ void erase_stores_to_unread_objects() {
         sym->pass_words[0] = nullptr;
     }
     for (unsigned i = 0; i < currfuninfo->eht_size; ++i)
-        count_names(currfuninfo->eht[i].cleanup);
+        count_references(currfuninfo->eht[i].cleanup);
     // The names that are targets of stores are counted against all names.
     for_each_cell([&](const LIST *cell) {
-        count_names(cell->first);
+        count_references(cell->first);
         if (SYMTAB *sym = stored_variable(cell->first)) {
             --sym->refcount;
             sym->pass_words[0] = sym; // it is stored into

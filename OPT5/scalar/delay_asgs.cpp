@@ -8,6 +8,7 @@
 #include "OPT5/rep/node_pool.h"
 #include "OPT5/scalar/deadasg.h"
 #include "OPT5/scalar/fcp_memory.h"
+#include "OPT5/scalar/name_uses.h"
 #include "OPT5/scalar/scalar.h"
 
 namespace {
@@ -30,14 +31,6 @@ bool may_trap(const NODE *tree) {
         if (may_trap(tree->left)) return true;
     }
     return false;
-}
-
-void count_names(const NODE *tree) {
-    for (; tree; tree = tree->right) {
-        if (tree->op == OP::NAME && tree->u.name.sym && tree->u.name.sym->level > 0)
-            ++tree->u.name.sym->refcount;
-        count_names(tree->left);
-    }
 }
 
 class DELAY {
@@ -141,6 +134,7 @@ void DELAY::run_block(BBLK *bb) {
             continue;
         }
         const bool stores = fcp_is_definition(stmt->op);
+        const std::size_t recent = fcp_memory.recent.size();
         const bool has_inner_effects =
             tree_has_side_effects(stmt->left) || tree_has_side_effects(stmt->right);
         fcp_memory.note_effects(stmt, stores ? stmt : nullptr, nullptr);
@@ -152,34 +146,30 @@ void DELAY::run_block(BBLK *bb) {
         if (stores && !(stmt->left->op == OP::NAME && fcp_is_plain_local(stmt->left->u.name.sym)))
             last_effect = fcp_memory.now;
         if (!stores && node_has_own_effect(stmt)) last_effect = fcp_memory.now;
-        if (placed) cell->first = simp_tree(cell->first);
+        if (placed) {
+            cell->first = simp_tree(cell->first);
+            fcp_memory.note_again(cell->first, recent);
+        }
         wait_for_use(cell);
     }
     for (const WAITING &assignment : waiting)
         assignment.sym->pass_words[1] = nullptr;
     waiting.clear();
-    for (LIST **link = &bb->statements; *link;) {
-        LIST *cell = *link;
-        if (cell->first) {
-            link = &cell->rest;
-            continue;
-        }
-        *link = cell->rest;
-        release_list_cell(cell);
-    }
+    drop_empty_cells(bb);
 }
 } // namespace
 
 void delay_assignments() {
     fcp_forget_symbols();
     fcp_memory = FCP_MEMORY();
+    fcp_memory.loads_move = true;
     for (SYMTAB *sym = currfuninfo->symbols; sym; sym = sym->next) {
         sym->refcount = 0;
         sym->pass_words[1] = nullptr;
     }
     for (const BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
         for (const LIST *cell = bb->statements; cell; cell = cell->rest)
-            count_names(cell->first);
+            count_references(cell->first);
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
         DELAY().run_block(bb);
     for (SYMTAB *sym = currfuninfo->symbols; sym; sym = sym->next)

@@ -9,6 +9,7 @@
 #include "OPT5/icode/if.h"
 #include "OPT5/scalar/fcp.h"
 #include "OPT5/scalar/fcp_memory.h"
+#include "OPT5/scalar/name_uses.h"
 #include "OPT5/scalar/plain_reads.h"
 
 namespace {
@@ -47,14 +48,6 @@ template <class Visit> void for_each_statement(Visit visit) {
                 visit(cell->first);
 }
 
-void count_names(const NODE *tree) {
-    for (; tree; tree = tree->right) {
-        if (tree->op == OP::NAME && tree->u.name.sym && tree->u.name.sym->level > 0)
-            ++tree->u.name.sym->refcount;
-        count_names(tree->left);
-    }
-}
-
 bool put_originals(NODE *tree) {
     bool found = false;
     for (; tree; tree = tree->right) {
@@ -87,7 +80,7 @@ bool fcp_replace_copies_of_constants() {
     });
     bool replaced = false;
     if (found) {
-        for_each_statement(count_names);
+        for_each_statement([](const NODE *stmt) { count_references(stmt); });
         const auto take_away = [](SYMTAB *sym) {
             if (sym->level > 0 && original_of(sym)) --sym->refcount;
         };

@@ -73,6 +73,11 @@ void FCP_MEMORY::note_store(NODE *lvalue) {
     recent.push_back({now, lvalue});
 }
 
+void FCP_MEMORY::note_again(NODE *stmt, std::size_t since) {
+    recent.resize(since); // their trees may be gone
+    note_effects(stmt, nullptr, nullptr);
+}
+
 // One of several objects is stored to.
 void FCP_MEMORY::note_names(const NODE *tree) {
     for (; tree; tree = tree->right) {
@@ -87,9 +92,11 @@ bool FCP_MEMORY::memory_is_unchanged(const NODE *lvalue, std::uint32_t then) con
     int looked_at = 0;
     for (auto effect = recent.rbegin(); effect != recent.rend() && effect->when > then; ++effect) {
         if (!effect->node || ++looked_at > most) return false;
-        if (node_is_call(effect->node) ? call_may_modify_lvalue(effect->node, lvalue)
-                                       : store_may_reach_load(effect->node, lvalue, nullptr))
-            return false;
+        const bool may_change = node_is_call(effect->node)
+                                    ? call_may_modify_lvalue(effect->node, lvalue)
+                                : loads_move ? lvalues_may_be_aliased(effect->node, lvalue, nullptr)
+                                             : store_may_reach_load(effect->node, lvalue, nullptr);
+        if (may_change) return false;
     }
     return true;
 }

@@ -14,10 +14,15 @@ struct FCP_MEMORY {
         const NODE *node;
     };
     std::vector<EFFECT> recent; // in the order of time
+    // The loads that are asked about are not where the program does them: they would move behind
+    // the stores.
+    bool loads_move = false;
 
     // All that the tree does, but for the store of the one node and the call of the other.
     void note_effects(NODE *tree, const NODE *but_store, const NODE *but_call);
     void note_store(NODE *lvalue);
+    // Of a statement that was simplified once its effects from `since` on had been noted.
+    void note_again(NODE *stmt, std::size_t since);
     void note_call(const NODE *call) {
         recent.push_back({now, node_is_call(call) ? call : nullptr});
     }

@@ -9,6 +9,7 @@
 #include "OPT5/rep/type_pkg.h"
 #include "OPT5/scalar/fcp.h"
 #include "OPT5/scalar/fcp_memory.h"
+#include "OPT5/scalar/name_uses.h"
 #include "OPT5/scalar/scalar.h"
 
 FCP_COUNTERS fcp_counters;
@@ -20,14 +21,6 @@ bool has_setjmp;
 std::vector<std::pair<FCP_SYMBOL *, FCP_KNOWN>> saved;
 std::vector<NODE *> outcomes;              // of tests, as facts need them; owned
 constexpr std::size_t longest_text = 2000; // of a tree in the log
-
-void count_names(const NODE *tree, int step) {
-    for (; tree; tree = tree->right) {
-        if (tree->op == OP::NAME && tree->u.name.sym->level > 0)
-            tree->u.name.sym->refcount += static_cast<std::uint32_t>(step);
-        count_names(tree->left, step);
-    }
-}
 
 // --- what is known of a variable
 
@@ -189,7 +182,7 @@ NODE *open_compound(NODE *stmt) {
     stmt = opASG_to_ASG(stmt);
     if (stmt->op != OP::ASG) return stmt;
     stmt->right = coerce_to_type(stmt->left->type, stmt->right);
-    count_names(stmt->left, 1); // it is read now
+    count_references(stmt->left, 1); // it is read now
     return stmt;
 }
 
@@ -279,8 +272,8 @@ void fcp_take_place(NODE *&link, NODE *value, const char *routine) {
         dprintf("\n\t(%ld) %s() is replacing %s with %s\n", fcp_counters.replacements, routine,
                 was.c_str(), is.c_str());
     }
-    count_names(link, -1);
-    count_names(value, 1);
+    count_references(link, -1);
+    count_references(value, 1);
     value = coerce_to_type(link->type, value);
     value->scope = link->scope;
     erase_tree(link);
@@ -345,8 +338,7 @@ NODE *fcp_substitute(NODE *stmt, bool is_prolog) {
     if (last.store) fcp_memory.note_store(stmt->left);
     if (fcp_counters.changed) {
         stmt = peel_for_effect(simp_tree(stmt));
-        fcp_memory.recent.resize(recent); // their trees may be gone
-        fcp_memory.note_effects(stmt, nullptr, nullptr);
+        fcp_memory.note_again(stmt, recent);
     }
     if (has_call)
         ++fcp_counters.generation;

@@ -4,6 +4,21 @@
 #include "OPT5/rep/bbutils.h"
 #include "OPT5/rep/symbol.h"
 
+// Calls visit(symbol) for each NAME of the tree, labels and all.
+template <class Visit> void for_each_symbol(const NODE *tree, const Visit &visit) {
+    for (; tree; tree = tree->right) {
+        if (tree->op == OP::NAME && tree->u.name.sym) visit(tree->u.name.sym);
+        for_each_symbol(tree->left, visit);
+    }
+}
+
+// Adds the names in the tree to SYMTAB::refcount of what is local, or takes them away (-1).
+inline void count_references(const NODE *tree, int step = 1) {
+    for_each_symbol(tree, [step](SYMTAB *sym) {
+        if (sym->level > 0) sym->refcount += static_cast<std::uint32_t>(step);
+    });
+}
+
 enum class NAME_USE {
     value,       // read
     target,      // assigned to as a whole, without being read

@@ -6,6 +6,7 @@
 #include "OPT5/icode/if.h"
 #include "OPT5/rep/program.h"
 #include "OPT5/scalar/alias_state.h"
+#include "OPT5/scalar/name_uses.h"
 #include "OPT5/scalar/plain_reads.h"
 
 #include <boost/unordered_map.hpp>
@@ -16,11 +17,9 @@ using COUNTS = boost::unordered_map<const SYMTAB *, long>;
 COUNTS counts;
 
 void count_names(const NODE *tree) {
-    for (; tree; tree = tree->right) {
-        if (tree->op == OP::NAME && tree->u.name.sym && is_static_datum(tree->u.name.sym))
-            ++counts[get_sym_def_for_decl(tree->u.name.sym)];
-        count_names(tree->left);
-    }
+    for_each_symbol(tree, [](SYMTAB *sym) {
+        if (is_static_datum(sym)) ++counts[get_sym_def_for_decl(sym)];
+    });
 }
 
 void count(const NODE *stmt) {

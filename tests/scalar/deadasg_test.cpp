@@ -149,6 +149,7 @@ TEST_F(DeadAssigns, ListAndHandlers) {
 
 // Moves the source of an assignment to the one place where its variable is read.
 TEST_F(DeadAssigns, Delay) {
+    SYMTAB *narrow = local("narrow", tp->mk_ptr(short_t));
     const struct {
         const char *title;
         STATEMENTS statements;
@@ -169,6 +170,10 @@ TEST_F(DeadAssigns, Delay) {
         {"unless it cannot tell",
          {set_to(i, plus(j, 1)), print(H), ret(name(i))},
          "1 (): _g(_H); return j + 1\n"},
+        {"nor a store that gives the memory another type",
+         {set_to(i, at(p)), asg(tree(OP::UMULT, short_t, name(narrow)), icon(1, short_t)),
+          ret(name(i))},
+         "1 (): i = *p; *narrow = 1; return i\n"},
         {"nor a change in the same statement",
          {set_to(i, plus(j, 1)), print(plus(asg(name(j), icon(2)), name(i))), leave()},
          "1 (): i = j + 1; _g((j = 2) + i); leave\n"},
