@@ -57,8 +57,9 @@ NODE *fcp_assigned_value(NODE *asg);
 // A copy of the value as an object of the type holds it; null when that takes more than a constant.
 NODE *fcp_value_of_type(TYPE *type, const NODE *value);
 bool fcp_is_bitfield(const NODE *lvalue);
-// The constant that an lvalue within an immutable global has, of the lvalue's type; null when it is
-// not known. The caller owns it.
+bool fcp_is_constant_object(const SYMTAB *sym); // a global that keeps what the file says
+// The constant that an lvalue within an immutable global, or a copy of one, has, of the lvalue's
+// type; null when it is not known. The caller owns it.
 NODE *fcp_global_constant(const NODE *lvalue);
 void fcp_forget_initialisers(); // what is kept of them between two questions
 
@@ -74,6 +75,10 @@ void fcp_begin_substitution(); // in the current function
 NODE *fcp_substitute(NODE *stmt, bool is_prolog);
 // Learns what the outcome of the test at the end of a block says.
 void fcp_learn_from_test(const NODE *condition, bool outcome);
+
+// The constant object that the local variable is a copy of, as far as the lvalue within it goes;
+// null: none.
+const SYMTAB *fcp_copied_constant(const SYMTAB *sym, const NODE *lvalue);
 
 // How far the facts go that are known at a place. To return there forgets what was learnt since.
 struct FCP_MARK {

@@ -33,7 +33,7 @@ SYMTAB *copied_constant(const NODE *stmt) {
     const NODE *to = stmt->left, *from = stmt->right;
     if (to->op != OP::NAME || from->op != OP::NAME || !is_candidate(to->u.name.sym)) return nullptr;
     SYMTAB *constant = from->u.name.sym;
-    const bool is_whole = constant->level == 0 && symbol_is_immutable(constant) &&
+    const bool is_whole = fcp_is_constant_object(constant) &&
                           constant->type->size() == to->u.name.sym->type->size() &&
                           equiv_mtypes(constant->type, to->u.name.sym->type);
     return is_whole ? constant : nullptr;

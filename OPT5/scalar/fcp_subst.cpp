@@ -196,7 +196,19 @@ bool may_remember(const NODE *value, const SYMTAB *target) {
            equiv_mtypes(sym->type, target->type) && equiv_mtypes(value->type, target->type);
 }
 
+// A structure or an array that is set to a constant one.
+void learn_copy_of_constant(const NODE *stmt) {
+    const NODE *to = stmt->left, *from = stmt->right;
+    if (to->op != OP::NAME || from->op != OP::NAME) return;
+    SYMTAB *sym = to->u.name.sym, *constant = from->u.name.sym;
+    const bool is_local = sym->level >= 2 && sym->sc == 1 && !sym->type->is_scalar() &&
+                          !type_may_contain_volatile(sym->type);
+    if (is_local && fcp_is_constant_object(constant) && equiv_mtypes(sym->type, constant->type))
+        set_local_value(fcp_symbol(sym), from);
+}
+
 void learn_from(NODE *stmt) {
+    if (stmt->op == OP::STASG || stmt->op == OP::ARASG) learn_copy_of_constant(stmt);
     if (stmt->op != OP::ASG || node_is_volatile_access(stmt->left)) return;
     SYMTAB *sym = stmt->left->op == OP::NAME ? stmt->left->u.name.sym : nullptr;
     if (sym && fcp_is_plain_local(sym)) {
@@ -278,6 +290,16 @@ void fcp_take_place(NODE *&link, NODE *value, const char *routine) {
     value->scope = link->scope;
     erase_tree(link);
     link = value;
+}
+
+const SYMTAB *fcp_copied_constant(const SYMTAB *sym, const NODE *lvalue) {
+    if (sym->level < 2 || sym->type->is_scalar()) return nullptr;
+    const FCP_SYMBOL *fields = fcp_find_symbol(sym);
+    const FCP_KNOWN *known = fields ? &fields->known : nullptr;
+    return known && known->value && known->generation == fcp_counters.generation &&
+                   fcp_memory.is_unchanged(lvalue, known->seen)
+               ? known->value->u.name.sym
+               : nullptr;
 }
 
 FCP_MARK fcp_mark() {

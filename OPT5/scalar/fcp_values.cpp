@@ -221,15 +221,20 @@ void fcp_forget_initialisers() {
     last_index = INIT_INDEX();
 }
 
+// An object without initialiser may be a constant that code computes before main begins.
+bool fcp_is_constant_object(const SYMTAB *sym) {
+    return (sym->init || (sym->attr & SA_unwritten)) && symbol_is_immutable(sym) &&
+           contents_are_known(sym);
+}
+
 NODE *fcp_global_constant(const NODE *lvalue) {
     if (!lvalue->type->is_scalar() || !lvalue->type->normalized()) return nullptr;
     PLACE place;
     if (!lvalue_place(lvalue, place) || place.bits < 0) return nullptr;
     if (place.text) return character_of_text(lvalue, place);
-    // An object without initialiser may be a constant that code computes before main begins.
-    const bool has_contents = place.sym->init || (place.sym->attr & SA_unwritten);
-    if (!has_contents || !contents_are_known(place.sym) || !lvalue_is_immutable(lvalue) ||
-        !symbol_is_immutable(place.sym))
+    if (const SYMTAB *original = fcp_copied_constant(place.sym, lvalue))
+        place.sym = original;
+    else if (!lvalue_is_immutable(lvalue) || !fcp_is_constant_object(place.sym))
         return nullptr;
     TYPE *type = lvalue->type->type_qualified();
     const fkMDATA *member = bitfield_of(lvalue);

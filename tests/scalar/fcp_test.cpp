@@ -369,13 +369,15 @@ TEST_F(FastCP, CopiesOfConstants) {
           leave()},
          "1 (): j = _G; *((int *)&_T + *((int *)&_table + j * 2) * 2) = *((int *)&_table + 22); "
          "leave\n"},
-        {{asg(element(a, name(G)), icon(1)), ret(element(a, icon(1)))}, nullptr},
+        {{copy(j, G), print(element(a, icon(1))), asg(element(a, name(j)), icon(1)),
+          ret(element(a, icon(1)))},
+         "1 (): a = _table; j = _G; _g(11); *((int *)&a + j * 2) = 1; return *((int *)&a + 2)\n"},
         {{print(tree(OP::PLUSPLUS, int_t, element(a, icon(2)), icon(1))), ret(element(a, icon(2)))},
          nullptr},
         {{print(address(element(a, icon(1)))), ret(element(a, icon(1)))}, nullptr},
         {{unless(G, 1), copied(other), def(1), ret(element(a, icon(1)))}, nullptr},
         {{print(tree(OP::COMMAOP, int_t, copied(other), icon(1))), ret(element(a, icon(1)))},
-         nullptr},
+         "1 (): _g(1); return 0\n"},
     };
     for (const auto &one : cases) {
         STATEMENTS statements = {copied(table)};
