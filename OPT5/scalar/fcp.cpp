@@ -2,13 +2,12 @@
 //
 // A round counts the definitions and uses of each local. A local that is assigned once, and there a
 // constant, an address or a variable that never changes itself, has that value wherever it is read:
-// reads before the assignment mean nothing. Then one walk over the blocks puts
-// such values in place of the variables. Blocks that control comes to from one block only are
-// walked behind that (such a tree is an extended block), and there it also uses what the
-// assignments on the way have left in variables that are assigned several times and in memory,
-// variables for expressions that they hold, and what the outcomes of tests say. A
-// statement that changes is simplified at once; when a branch comes to hang on a constant, the
-// graph is made anew and another round follows.
+// reads before the assignment mean nothing. Then one walk over the blocks puts such values in place
+// of the variables. Blocks that control comes to from one block only are walked behind that one
+// (such a tree is an extended block), and there it also uses what the assignments on the way have
+// left in variables that are assigned several times and in memory, variables for expressions that
+// they hold, and what the outcomes of tests say. A statement that changes is simplified at once;
+// when a branch comes to hang on a constant, the graph is made anew and another round follows.
 #include "OPT5/scalar/fcp.h"
 
 #include "OPT5/driver/global_flags.h"
