@@ -4,6 +4,7 @@
 #include "OPT5/simulfp/simul_fval.h"
 
 #include <memory_resource>
+#include <sys/mman.h>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -28,6 +29,14 @@ void release_ext(const NODE *node) {
     exts.erase(it);
 }
 } // namespace
+
+SLAB_MEMORY take_slab_memory(std::size_t bytes) {
+    constexpr std::size_t cache_line = 64;
+    const std::align_val_t alignment{bytes < huge_page ? cache_line : huge_page};
+    void *memory = ::operator new(bytes, alignment);
+    if (bytes >= huge_page) madvise(memory, bytes, MADV_HUGEPAGE); // small pages do as well
+    return SLAB_MEMORY(memory, {alignment});
+}
 
 NODE *pool_node() {
     return nodes.make();

@@ -22,6 +22,18 @@
 #include <sanitizer/asan_interface.h>
 #endif
 
+constexpr std::size_t huge_page = std::size_t{1} << 21; // bytes
+
+struct SLAB_RELEASE {
+    std::align_val_t alignment;
+    void operator()(void *memory) const { ::operator delete(memory, alignment); }
+};
+
+// Memory of a slab, owned by its pool. As much as a huge page is aligned to one, and the system is
+// asked to take one: walks over large functions are then not bound by address translation.
+using SLAB_MEMORY = std::unique_ptr<void, SLAB_RELEASE>;
+SLAB_MEMORY take_slab_memory(std::size_t bytes);
+
 // Cells of one type. A free cell keeps the link to the next one in its last word, and its first
 // `Kept` bytes as they were when it was released; under AddressSanitizer the rest is out of bounds
 // until the cell is given out again.
@@ -37,7 +49,7 @@ public:
             std::memcpy(&free_, link_of(cell), sizeof free_);
         } else {
             if (used_ == slab_cells_) grow();
-            cell = &slabs_.back()[used_++];
+            cell = static_cast<CELL *>(slabs_.back().get()) + used_++;
         }
         return new (cell) T;
     }
@@ -51,23 +63,27 @@ public:
     void clear() {
         slabs_.clear();
         free_ = nullptr;
-        used_ = slab_cells_ = 0;
+        used_ = slab_cells_ = cells_ = 0;
     }
 
 private:
     struct alignas(sizeof(T) % 64 == 0 ? 64 : alignof(T)) CELL {
         std::byte bytes[sizeof(T)];
     };
-    static constexpr std::size_t first_slab = 64, largest_slab = 4096;
+    static constexpr std::size_t first_slab = 64, large_slab = 4096,
+                                 huge_slab = huge_page / sizeof(CELL);
 
     static char *link_of(void *cell) {
         return static_cast<char *>(cell) + sizeof(T) - sizeof(void *);
     }
     void grow() {
-        slab_cells_ = slabs_.empty()               ? first_slab
-                      : slab_cells_ < largest_slab ? slab_cells_ * 2
-                                                   : largest_slab;
-        slabs_.push_back(std::unique_ptr<CELL[]>(new CELL[slab_cells_]));
+        slab_cells_ = slabs_.empty()             ? first_slab
+                      : cells_ >= huge_slab      ? huge_slab
+                      : slab_cells_ < large_slab ? slab_cells_ * 2
+                                                 : large_slab;
+        cells_ += slab_cells_;
+        const bool is_huge = slab_cells_ == huge_slab;
+        slabs_.push_back(take_slab_memory(is_huge ? huge_page : slab_cells_ * sizeof(CELL)));
         used_ = 0;
     }
     static void poison([[maybe_unused]] void *cell) {
@@ -81,9 +97,10 @@ private:
 #endif
     }
 
-    std::vector<std::unique_ptr<CELL[]>> slabs_;
+    std::vector<SLAB_MEMORY> slabs_;
     void *free_ = nullptr;
     std::size_t used_ = 0, slab_cells_ = 0; // of the last slab
+    std::size_t cells_ = 0;                 // of all
 };
 
 NODE *pool_node(); // op is ILLOP until the caller sets it
