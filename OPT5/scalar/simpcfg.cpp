@@ -34,8 +34,7 @@ void tidy_once(bool clean_switches) {
     thread_branches();
     if (clean_switches) optimize_SWITCH_cases();
     rebuildcfg();
-    merge_blocks();
-    rebuildcfg();
+    if (merge_blocks()) rebuildcfg();
 }
 } // namespace
 

@@ -47,8 +47,9 @@ template <class Visit> void for_each_target(NODE *branch, Visit visit) {
 
 // Folds branches that go one way and leads the others past empty blocks.
 void thread_branches();
-// Joins blocks to their only predecessor. Needs exact predecessors.
-void merge_blocks();
+// Joins blocks to their only predecessor. Needs exact predecessors. Returns whether there were any,
+// whose edges then want to be made anew.
+bool merge_blocks();
 // Lets blocks share equal statements before a common successor or a common return. Returns whether
 // anything changed. Needs exact predecessors.
 bool cross_jump_blocks();

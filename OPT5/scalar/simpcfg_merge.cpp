@@ -6,7 +6,7 @@ namespace {
 class MERGER {
 public:
     MERGER() : is_root(root_blocks()), is_gone(is_root.size(), false) {}
-    void run();
+    bool run(); // whether there was a line to join
 
 private:
     BBLK *next_in_line(const BBLK *bb, const LIST *branch) const;
@@ -42,7 +42,8 @@ LIST *MERGER::append(BBLK *bb, LIST *branch, BBLK *next) {
     return last_cell(branch);
 }
 
-void MERGER::run() {
+bool MERGER::run() {
+    bool any = false;
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
         if (is_gone[bb->serial]) continue;
         LIST *branch = branch_cell(bb);
@@ -54,10 +55,12 @@ void MERGER::run() {
             grown = true;
         }
         if (grown) find_positions(bb);
+        any |= grown;
     }
+    return any;
 }
 } // namespace
 
-void merge_blocks() {
-    MERGER().run();
+bool merge_blocks() {
+    return MERGER().run();
 }
