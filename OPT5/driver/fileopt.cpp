@@ -43,4 +43,5 @@ void erase_all() {
 void clear_symbol_maps(FUNINFO *funinfo) {
     funinfo->call_sites.clear();
     erase_symbol_maps(funinfo);
+    funinfo->ptr_groups.reset();
 }

@@ -8,6 +8,7 @@ namespace {
 constexpr int most_rounds = 10; // each round that asks for another has taken something away
 
 void analyse_loops(LOOP *root, bool full, bool no_points_to) {
+    add_loop_annotation_from_profile();
     compute_dominators(false);
     if (!no_points_to) propagate_PT_info();
     find_region_constants(root);
@@ -61,7 +62,7 @@ void build_loop_hierarchy(bool full, bool no_points_to, bool simplify, int force
     if (!normalize_loop_graph(false)) return;
     add_loop_annotation_from_profile();
     compute_dominators(false);
-    construct_loops();
+    if (!construct_loops()) return;
     lift_loop_pragmas(loop_root());
     if (print_debug) validate_loop(loop_root(), 1);
     for (int round = 0; round < most_rounds; ++round) {

@@ -79,8 +79,11 @@ void build_minimal_loop_hierarchy();
 // Normalizes the graph. With `need_loop` a function without back edges is a failure too. False: no
 // hierarchy can be built.
 bool normalize_loop_graph(bool need_loop);
-void construct_loops(); // on a normalized graph with dominators
-LOOP *loop_root();      // of the current function; null without a hierarchy
+// On a normalized graph with dominators. False: the function is left without a hierarchy, as the
+// lists of a nest so deep would not fit into memory. A nest of more than 32,767 levels ends the
+// run.
+bool construct_loops();
+LOOP *loop_root(); // of the current function; null without a hierarchy
 void erase_loop_hierarchy();
 LOOP *erase_loop_and_subloops(LOOP *loop); // null
 // Copies `original`, if there is one, with edge lists and sets of its own; head, tail and id
@@ -127,8 +130,8 @@ bool tree_is_RC_in_loop(const NODE *tree, const LOOP *loop, bool memory_ok);
 // A sum of region constants and of multiples of induction variables by constants.
 bool expr_is_affine_in_loop(const NODE *tree, const LOOP *loop);
 
-// Checks a loop and its subloops, mends levels, reports to the debug log and goes on. Gives the
-// number of uncorrected errors. `level` is how much the caller wants checked and only printed
-// today.
+// Checks a loop and its subloops, mends levels and missing links from blocks to loops, reports to
+// the debug log and goes on. Gives the number of uncorrected errors. `level` is how much the caller
+// wants checked and only printed today.
 int validate_loop(LOOP *loop, int level);
 void dump_loop_hierarchy(const LOOP *loop); // to the debug log

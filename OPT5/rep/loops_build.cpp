@@ -8,10 +8,14 @@
 #include "OPT5/driver/log.h"
 #include "OPT5/rep/loop.h"
 
+#include <boost/unordered_map.hpp>
+#include <boost/unordered_set.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <limits>
 #include <tuple>
+#include <utility>
 
 namespace {
 // Lists of blocks that are no edges of the graph leave the dominators as they are.
@@ -32,23 +36,42 @@ bool is_back_edge(const BBLK *from, const BBLK *to) {
     return from->dfn >= to->dfn;
 }
 
-// The edge from `from` to `to` leads to `middle` from now on, which has room for it.
-void redirect_edge(BBLK *from, BBLK *to, BBLK *middle) {
-    double freq = -1.0;
-    for (EDGE *edge = from->successors; edge; edge = edge->next)
-        if (edge->bb == to) {
-            edge->bb = middle;
-            freq = edge->freq;
+// The edges from these blocks to `to` lead to `middle` from now on, to which none of them led. The
+// list of edges into `to`, which may be long, is gone through once.
+void redirect_edges(const std::vector<BBLK *> &sources, BBLK *to, BBLK *middle) {
+    std::vector<void *> words; // lent by the blocks to mark them
+    for (BBLK *from : sources) {
+        words.push_back(std::exchange(from->pass_word, middle));
+        for (EDGE *edge = from->successors; edge; edge = edge->next)
+            if (edge->bb == to) edge->bb = middle;
+        subst_bb_for_bb_in_stmts(middle, to, from->statements);
+    }
+    for (EDGE **link = &to->predecessors; *link;) {
+        EDGE *edge = *link;
+        if (edge->bb->pass_word != middle) {
+            link = &edge->next;
+            continue;
         }
-    subst_bb_for_bb_in_stmts(middle, to, from->statements);
-    to->predecessors = remove_edge(from, to->predecessors);
-    middle->predecessors = add_edge(from, middle->predecessors, freq);
+        *link = std::exchange(edge->next, middle->predecessors);
+        middle->predecessors = edge;
+    }
+    for (std::size_t i = 0; i < sources.size(); ++i)
+        sources[i]->pass_word = words[i];
+}
+
+void redirect_edge(BBLK *from, BBLK *to, BBLK *middle) {
+    redirect_edges({from}, to, middle);
+}
+
+void number_new_block(BBLK *bb) {
+    bb->dfn = ++currfuninfo->bb_count; // until the blocks are numbered anew
 }
 
 // A new block behind `after` that jumps to `to`, with that edge alone.
 BBLK *make_way_to(BBLK *to, BBLK *after) {
     BBLK *middle = insert_new_bb(to->uon, after, mkelist(mk_BRANCH(to, nullptr), nullptr, nullptr));
-    middle->dfn = currfuninfo->bb_count + 1; // until the blocks are numbered anew
+    number_new_block(middle);
+    middle->label->index = middle->dfn;
     middle->successors = mkedge(to, nullptr, -1.0);
     to->predecessors = mkedge(middle, to->predecessors, -1.0);
     return middle;
@@ -68,8 +91,7 @@ bool join_back_edges(BBLK *head) {
     BBLK *const last = *std::max_element(
         back.begin(), back.end(), [](const BBLK *a, const BBLK *b) { return a->dfn < b->dfn; });
     BBLK *tail = make_way_to(head, last);
-    for (BBLK *from : back)
-        redirect_edge(from, head, tail);
+    redirect_edges(back, head, tail);
     return true;
 }
 
@@ -98,15 +120,9 @@ void widen_positions(LOOP *loop, PSN *first, PSN *last) {
     if (last && (!loop->psn_last || is_earlier(loop->psn_last, last))) loop->psn_last = last;
 }
 
-LOOP *outermost_ancestor(LOOP *loop) {
-    while (loop->parent)
-        loop = loop->parent;
-    return loop;
-}
-
 class LOOP_BUILDER {
 public:
-    void run();
+    bool run(); // false: there is no hierarchy, its lists would be too long
 
 private:
     void try_head(BBLK *head);
@@ -114,13 +130,31 @@ private:
     void collect_body(LOOP *loop);
     void free_tail(LOOP *loop);
     void take_block(LOOP *loop, BBLK *bb, std::vector<BBLK *> &work);
-    void make_root();
+    LOOP *outermost_ancestor(const LOOP *loop);
+    LOOP *make_root() const;
+    bool lists_are_bearable();
+    void complete_contents(LOOP *root);
+    void give_up();
     static void add_child(LOOP *parent, LOOP *child);
+
+    // A block costs one cell for each loop around it: no list of a function that people write comes
+    // near to this many, and those of a nest as deep as it may be do not fit into memory.
+    static constexpr std::size_t most_cells = 8'000'000;
 
     int last_id = 0;
     bool changed = false;
-    std::vector<LOOP *> loops; // inner ones first
+    std::vector<LOOP *> loops; // by id - 1: inner ones first
+    std::vector<LOOP *> above; // by id - 1: an ancestor, itself for an outermost loop
 };
+
+LOOP *LOOP_BUILDER::outermost_ancestor(const LOOP *loop) {
+    const auto up = [this](const LOOP *from) -> LOOP *& {
+        return above[static_cast<std::size_t>(from->id) - 1];
+    };
+    while (up(loop) != loop)
+        loop = up(loop) = up(up(loop));
+    return up(loop);
+}
 
 void LOOP_BUILDER::add_child(LOOP *parent, LOOP *child) {
     child->parent = parent;
@@ -134,16 +168,18 @@ BBLK *LOOP_BUILDER::own_tail(BBLK *tail, BBLK *head) {
     if (!tail->loop) return tail;
     changed = true;
     BBLK *middle = split_cfg_edge(tail, head);
-    middle->dfn = currfuninfo->bb_count + 1;
+    number_new_block(middle);
     return middle;
 }
 
 void LOOP_BUILDER::try_head(BBLK *head) {
+    head->predecessors = fast_sort_edge_list(head->predecessors);
     const std::vector<BBLK *> back = back_predecessors(head);
     if (back.size() != 1 || head->loop) return;
     if (!currfuninfo->dominator->dominates(head, back.front())) return;
     LOOP *loop = make_LOOP(head, own_tail(back.front(), head), ++last_id, nullptr);
     loops.push_back(loop);
+    above.push_back(loop);
     collect_body(loop);
     free_tail(loop);
 }
@@ -159,7 +195,7 @@ void LOOP_BUILDER::free_tail(LOOP *loop) {
     if (!goes_on) return;
     changed = true;
     loop->tail = split_cfg_edge(loop->tail, loop->head);
-    loop->tail->dfn = currfuninfo->bb_count + 1;
+    number_new_block(loop->tail);
     loop->tail->loop = loop;
     const KEEP_DOMINATORS keep;
     loop->contents = mkedge(loop->tail, loop->contents, -1.0);
@@ -177,11 +213,11 @@ void LOOP_BUILDER::take_block(LOOP *loop, BBLK *bb, std::vector<BBLK *> &work) {
     LOOP *inner = outermost_ancestor(bb->loop);
     if (inner == loop) return;
     add_child(loop, inner);
-    for (const EDGE *edge = inner->contents; edge; edge = edge->next)
-        loop->contents = mkedge(edge->bb, loop->contents, -1.0);
+    above[static_cast<std::size_t>(inner->id) - 1] = loop;
     work.push_back(inner->head);
 }
 
+// Blocks of inner loops follow later, see complete_contents.
 void LOOP_BUILDER::collect_body(LOOP *loop) {
     const KEEP_DOMINATORS keep;
     BBLK *const head = loop->head;
@@ -198,27 +234,79 @@ void LOOP_BUILDER::collect_body(LOOP *loop) {
     }
 }
 
-void LOOP_BUILDER::make_root() {
+LOOP *LOOP_BUILDER::make_root() const {
     const KEEP_DOMINATORS keep;
     LOOP *root = make_LOOP(currfuninfo->bb_list, nullptr, 0, nullptr);
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
-        if (!bb->loop) bb->loop = root;
+        if (bb->loop) continue;
+        bb->loop = root;
         root->contents = mkedge(bb, root->contents, -1.0);
         widen_positions(root, bb->psn_first, bb->psn_last);
     }
     for (LOOP *loop : loops)
         if (!loop->parent) add_child(root, loop);
+    return root;
 }
 
-void LOOP_BUILDER::run() {
+void check_level(int level) {
+    if (level <= std::numeric_limits<std::int16_t>::max()) return;
+    std::fprintf(stderr, "\n>>>> Loops are nested too deep: level %d in %s()\n", level,
+                 currfuninfo->name.c_str());
+    abort_optimizer();
+}
+
+bool LOOP_BUILDER::lists_are_bearable() {
+    std::vector<int> levels(loops.size() + 1); // by id
+    std::size_t cells = 0;
+    for (auto loop = loops.rbegin(); loop != loops.rend(); ++loop) {
+        const LOOP *own = *loop;
+        const int level = levels[static_cast<std::size_t>(own->parent->id)] + 1;
+        check_level(level);
+        levels[static_cast<std::size_t>(own->id)] = level;
+        cells +=
+            static_cast<std::size_t>(level) * static_cast<std::size_t>(edge_length(own->contents));
+    }
+    return cells <= most_cells;
+}
+
+void LOOP_BUILDER::complete_contents(LOOP *root) {
+    const KEEP_DOMINATORS keep;
+    const auto add_to_parent = [](const LOOP *loop) {
+        for (const EDGE *edge = loop->contents; edge; edge = edge->next)
+            loop->parent->contents = mkedge(edge->bb, loop->parent->contents, -1.0);
+    };
+    for (const LOOP *loop : loops)
+        add_to_parent(loop);
+    root->contents = fast_sort_edge_list(root->contents);
+}
+
+// The loops, which may be nested too deep to be erased from the root down, one by one.
+void LOOP_BUILDER::give_up() {
+    loops.push_back(loop_root());
+    for (LOOP *loop : loops)
+        loop->first_child = nullptr;
+    for (BBLK *bb : currfuninfo->blocks)
+        if (bb) bb->loop = nullptr;
+    for (LOOP *loop : loops)
+        erase_loop_and_subloops(loop);
+}
+
+bool LOOP_BUILDER::run() {
     std::vector<BBLK *> order;
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
         order.push_back(bb);
     for (auto bb = order.rbegin(); bb != order.rend(); ++bb)
         try_head(*bb);
-    make_root();
+    LOOP *root = make_root();
     if (changed) renumber_bblocks();
-    assign_loop_levels(loop_root(), 0);
+    if (!lists_are_bearable()) {
+        dprintf(" ===== Loops are nested too deep for a hierarchy\n");
+        give_up();
+        return false;
+    }
+    complete_contents(root);
+    assign_loop_levels(root, 0);
+    return true;
 }
 
 // --- exits and preheaders
@@ -227,16 +315,13 @@ bool loop_holds(const LOOP *loop, const BBLK *bb) {
     return bb->loop && loop_is_subloop_of_loop(bb->loop, loop);
 }
 
-void add_to_contents(BBLK *bb, LOOP *loop, const BBLK *behind) {
+// The new block lies in the loop and in those around it. It stands behind their heads until the
+// lists are sorted.
+void add_to_contents(BBLK *bb, LOOP *loop) {
     const KEEP_DOMINATORS keep;
     bb->loop = loop;
-    for (; loop; loop = loop->parent) {
-        EDGE **link = &loop->contents;
-        while (*link && (*link)->bb != behind)
-            link = &(*link)->next;
-        if (*link) link = &(*link)->next;
-        *link = mkedge(bb, *link, -1.0);
-    }
+    for (; loop; loop = loop->parent)
+        loop->contents->next = mkedge(bb, loop->contents->next, -1.0);
 }
 
 // Where a block on the way from inside the loop to `to` lies: where `to` lies, but outside the
@@ -254,38 +339,59 @@ bool all_predecessors_are_in(const LOOP *loop, const BBLK *bb) {
     return true;
 }
 
-BBLK *find_exit_to(const LOOP *loop, const BBLK *to) {
-    for (const EDGE *edge = loop->exits; edge; edge = edge->next) {
-        const BBLK *bb = edge->bb;
-        const NODE *last = last_statement(bb);
-        if (bb->successors && bb->successors->bb == to && !bb->successors->next && last &&
-            last->op == OP::BRANCH)
-            return edge->bb;
-    }
-    return nullptr;
+// The exit blocks of one loop.
+class LOOP_EXITS {
+public:
+    explicit LOOP_EXITS(LOOP *loop_);
+    void lead_out(BBLK *to, const std::vector<BBLK *> &sources);
+    void list(BBLK *bb);
+
+private:
+    void note(BBLK *exit);
+
+    LOOP *const loop;
+    boost::unordered_set<const BBLK *> listed;         // looked up
+    boost::unordered_map<const BBLK *, BBLK *> way_to; // by target: the exit that only jumps there
+};
+
+LOOP_EXITS::LOOP_EXITS(LOOP *loop_) : loop(loop_) {
+    for (const EDGE *edge = loop->exits; edge; edge = edge->next)
+        note(edge->bb);
 }
 
-void list_exit(LOOP *loop, BBLK *bb) {
+void LOOP_EXITS::note(BBLK *exit) {
+    listed.insert(exit);
+    const NODE *last = last_statement(exit);
+    const bool only_jumps =
+        exit->successors && !exit->successors->next && last && last->op == OP::BRANCH;
+    if (only_jumps) way_to.emplace(exit->successors->bb, exit);
+}
+
+void LOOP_EXITS::list(BBLK *bb) {
+    if (listed.count(bb)) return;
+    note(bb);
     const KEEP_DOMINATORS keep;
-    loop->exits = add_edge(bb, loop->exits, -1.0);
+    loop->exits = mkedge(bb, loop->exits, -1.0);
 }
 
-// Gives the edge from the loop's block to a block outside an exit block.
-void add_exit(LOOP *loop, BBLK *from, BBLK *to) {
-    if (from != loop->tail) loop->flags |= LF_early_exit;
-    if (edge_memberp(to, loop->exits)) return;
-    if (all_predecessors_are_in(loop, to)) return list_exit(loop, to);
-    BBLK *exit = find_exit_to(loop, to);
+// Gives the edges from these blocks of the loop to a block outside an exit block.
+void LOOP_EXITS::lead_out(BBLK *to, const std::vector<BBLK *> &sources) {
+    for (const BBLK *from : sources)
+        if (from != loop->tail) loop->flags |= LF_early_exit;
+    if (listed.count(to)) return;
+    if (all_predecessors_are_in(loop, to)) return list(to);
+    const auto known = way_to.find(to);
+    BBLK *exit = known == way_to.end() ? nullptr : known->second;
     if (!exit) {
         exit = make_way_to(to, to->rdflink);
-        add_to_contents(exit, loop_before(to, from), to);
-        list_exit(loop, exit);
+        add_to_contents(exit, loop_before(to, sources.front()));
+        list(exit);
     }
-    redirect_edge(from, to, exit);
+    redirect_edges(sources, to, exit);
 }
 
 void take_preheader_into_parent(LOOP *loop) {
-    add_to_contents(loop->preheader, loop->parent, loop->head);
+    add_to_contents(loop->preheader, loop->parent);
 }
 
 void make_preheaders(LOOP *loop) {
@@ -324,14 +430,16 @@ bool normalize_loop_graph(bool need_loop) {
     return true;
 }
 
-void construct_loops() {
-    LOOP_BUILDER().run();
-    LOOP *root = loop_root();
-    add_exit_blocks(root);
-    make_preheaders(root);
-    renumber_bblocks();
-    assign_loop_levels(root, 0);
+bool construct_loops() {
+    const bool possible = LOOP_BUILDER().run();
+    if (possible) {
+        add_exit_blocks(loop_root());
+        make_preheaders(loop_root());
+        renumber_bblocks();
+        assign_loop_levels(loop_root(), 0);
+    }
     compute_dominators(false);
+    return possible;
 }
 
 void build_minimal_loop_hierarchy() {
@@ -348,24 +456,28 @@ void add_exit_blocks(LOOP *loop) {
     for (LOOP *child = loop->first_child; child; child = child->sibling)
         add_exit_blocks(child);
     if (loop->is_root()) return;
-    std::vector<BBLK *> own; // exit blocks join lists of contents, though never this loop's
-    for (const EDGE *edge = loop->contents; edge; edge = edge->next)
-        if (edge->bb->loop == loop) own.push_back(edge->bb);
-    for (BBLK *from : own) {
-        std::vector<BBLK *> outside;
-        for (const EDGE *edge = from->successors; edge; edge = edge->next)
-            if (!loop_holds(loop, edge->bb)) outside.push_back(edge->bb);
-        for (BBLK *to : outside)
-            add_exit(loop, from, to);
+    LOOP_EXITS exits(loop);
+    std::vector<std::pair<BBLK *, std::vector<BBLK *>>> ways_out; // in the order of their finding
+    boost::unordered_map<const BBLK *, std::size_t> places;
+    for (const EDGE *edge = loop->contents; edge; edge = edge->next) {
+        if (edge->bb->loop != loop) continue;
+        for (const EDGE *out = edge->bb->successors; out; out = out->next) {
+            if (loop_holds(loop, out->bb)) continue;
+            const auto [place, is_new] = places.try_emplace(out->bb, ways_out.size());
+            if (is_new) ways_out.push_back({out->bb, {}});
+            ways_out[place->second].second.push_back(edge->bb);
+        }
     }
+    for (const auto &[to, sources] : ways_out)
+        exits.lead_out(to, sources);
     // What leaves a subloop may leave this one as well.
     for (const LOOP *child = loop->first_child; child; child = child->sibling)
         for (const EDGE *edge = child->exits; edge; edge = edge->next)
             if (!loop_holds(loop, edge->bb)) {
-                list_exit(loop, edge->bb);
+                exits.list(edge->bb);
                 loop->flags |= LF_early_exit;
             }
-    loop->exits = sort_edge_list(loop->exits);
+    loop->exits = fast_sort_edge_list(loop->exits);
 }
 
 void sort_loop_contents_into_DFO(LOOP *loop) {
@@ -374,14 +486,10 @@ void sort_loop_contents_into_DFO(LOOP *loop) {
 }
 
 void assign_loop_levels(LOOP *loop, int level) {
-    if (level > std::numeric_limits<std::int16_t>::max()) {
-        std::fprintf(stderr, "\n>>>> Loops are nested too deep: level %d in %s()\n", level,
-                     currfuninfo->name.c_str());
-        abort_optimizer();
-    }
+    check_level(level);
     loop->level = static_cast<std::int16_t>(level);
     sort_loop_contents_into_DFO(loop);
-    loop->exits = sort_edge_list(loop->exits);
+    loop->exits = fast_sort_edge_list(loop->exits);
     for (LOOP *child = loop->first_child; child; child = child->sibling) {
         assign_loop_levels(child, level + 1);
         widen_positions(loop, child->psn_first, child->psn_last);
@@ -397,6 +505,7 @@ void ensure_proper_preheader_for_loop(LOOP *loop) {
             return;
         }
         loop->preheader = split_cfg_edge(known, head);
+        number_new_block(loop->preheader);
         return take_preheader_into_parent(loop);
     }
     std::vector<BBLK *> entries;
@@ -409,10 +518,10 @@ void ensure_proper_preheader_for_loop(LOOP *loop) {
             return;
         }
         loop->preheader = split_cfg_edge(only, head);
+        number_new_block(loop->preheader);
     } else {
         loop->preheader = make_way_to(head, head->rdflink);
-        for (BBLK *from : entries)
-            redirect_edge(from, head, loop->preheader);
+        redirect_edges(entries, head, loop->preheader);
     }
     take_preheader_into_parent(loop);
 }

@@ -8,6 +8,7 @@
 
 #include "OPT5/driver/abort.h"
 #include "OPT5/rep/program.h"
+#include "OPT5/rep/ptr_groups.h"
 
 #include <boost/container/small_vector.hpp>
 #include <boost/unordered_set.hpp>
@@ -15,8 +16,6 @@
 #include <algorithm>
 #include <cstring>
 #include <tuple>
-
-void (*first_scope_hook)(FUNINFO *funinfo) = nullptr;
 
 namespace {
 // What the root used last lists already, so that a reference to a global costs constant time.
@@ -73,7 +72,9 @@ void begin_tree(FUNINFO *funinfo, LS *scope, const SYMTAB *func) {
     funinfo->root_scope = scope;
     funinfo->open_scope = nullptr;
     funinfo->scopeCount = funinfo->scopeDepth = 1;
-    if (first_scope_hook) first_scope_hook(funinfo);
+    make_PTR_GROUPS(funinfo);
+    funinfo->snmap.reset();
+    funinfo->spmap.reset();
 }
 
 void number_inner_scope(FUNINFO *funinfo, LS *scope, const SYMTAB *func) {

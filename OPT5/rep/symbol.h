@@ -5,6 +5,7 @@
 #include "OPT5/rep/types.h"
 
 #include <list>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -144,6 +145,9 @@ struct LS {
     // depths, positions and the globals of a root are kept, local symbols are not.
     static LS *copy_scope_tree(LS *root, LS *parent);
     LS *next_in_preorder(const LS *top) const; // walks the tree of top; null at the end
+    // Finds anew which pointers of the current function, whose root is given (null: it has no
+    // scopes), may be based on one another; see ptr_groups.h.
+    static void build_PTR_equivalence_groups(const LS *root);
     SYMLIST *&list_for(const TYPE *type);      // the one of the four lists that such a symbol goes to
     LS *level_0_scope(); // these three only on the current root
     LS *level_1_scope();
@@ -154,9 +158,6 @@ struct LS {
     static void print(const LS *root); // to the debug log
 };
 
-// Called when the first scope of a function opens, for analyses that keep a root of their own per
-// function; may be null.
-extern void (*first_scope_hook)(FUNINFO *funinfo);
 // True when p lies between first and last, by line and then column, inclusive at both ends; false
 // with a null argument.
 bool psn_is_within_psn_range(const PSN *p, const PSN *first, const PSN *last);
@@ -176,6 +177,12 @@ enum FUN_FLAGS : std::uint32_t {
 };
 
 struct EHT_ENTRY; // OPT5/icode/if.h
+class SNMAP;      // OPT5/scalar/snmap.h, as the next
+class SPMAP;
+class PTR_GROUPS; // OPT5/rep/ptr_groups.h
+
+// A member whose type only the code that fills it knows: that brings the deleter along.
+template <class T> using OWNED = std::unique_ptr<T, void (*)(T *)>;
 
 // The record of one function; lives until the end of the program, with or without a body.
 struct FUNINFO {
@@ -207,11 +214,18 @@ struct FUNINFO {
     NODE *global_assertions = nullptr;
     void *overlaps = nullptr;
 
+    // What copy propagation knows of the symbols. Null until it asks, dropped when the body has been
+    // written and when the function's first scope opens. Their trees belong to the node pool: a map
+    // that goes with the record leaves them there.
+    OWNED<SNMAP> snmap{nullptr, nullptr};
+    OWNED<SPMAP> spmap{nullptr, nullptr};
+
     // Scopes
     LS *open_scope = nullptr;
     LS *root_scope = nullptr;
     unsigned scopeCount = 0, scopeDepth = 0;
     unsigned saved_scopeCount = 0, saved_scopeDepth = 0; // taken while lex is below 2
+    OWNED<PTR_GROUPS> ptr_groups{nullptr, nullptr}; // fresh when the first scope opens
 
     std::int32_t temp_counter = 0;
     std::int32_t label_counter = 0;

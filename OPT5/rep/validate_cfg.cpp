@@ -1,27 +1,17 @@
 // The validator of the flow graph. Edges are compared as sorted pairs of serial numbers, so that
 // blocks with many edges cost no more than their number.
-#include "OPT5/driver/log.h"
-#include "OPT5/rep/bblk.h"
+#include "OPT5/rep/fault_counts.h"
 
 #include <algorithm>
 
 namespace {
-class CFG_CHECK {
+class CFG_CHECK : FAULT_COUNTS {
 public:
     int run();
 
 private:
     using PAIRS = std::vector<std::uint64_t>; // edges, source in the high half; sorted
 
-    template <class... Args> void error(const char *format, const Args &...args) {
-        dprintf(format, args...);
-        ++uncorrected;
-    }
-    template <class... Args> void mended(const char *format, const Args &...args) {
-        dprintf(format, args...);
-        ++corrected;
-    }
-    bool is_block(const BBLK *bb) const;
     static std::uint64_t pair(const BBLK *from, const BBLK *to);
     static bool has(const PAIRS &pairs, const BBLK *from, const BBLK *to);
     void check_order();
@@ -32,18 +22,13 @@ private:
     void check_reachability();
     void find_reachable();
     void drop_unreachable_predecessors(BBLK *bb);
-    int sum_up() const;
+    int finish() const;
 
     std::vector<BBLK *> blocks; // in depth-first order
     std::vector<bool> linked;   // by serial: in that order
     std::vector<bool> reachable;
-    int corrected = 0, uncorrected = 0;
     bool uncorrected_order = false; // among the links of the list
 };
-
-bool CFG_CHECK::is_block(const BBLK *bb) const {
-    return bb && bb->serial < linked.size() && currfuninfo->blocks[bb->serial] == bb;
-}
 
 std::uint64_t CFG_CHECK::pair(const BBLK *from, const BBLK *to) {
     return std::uint64_t{from->serial} << 32 | to->serial;
@@ -197,11 +182,9 @@ void CFG_CHECK::drop_unreachable_predecessors(BBLK *bb) {
     bb->predecessors = rev_edge_list(kept);
 }
 
-int CFG_CHECK::sum_up() const {
+int CFG_CHECK::finish() const {
     dprintf(" ===== Corrected errors: %d, Uncorrected errors: %d\n\n", corrected, uncorrected);
-    if (corrected) dprintf("\n\n ----- %d Corrected CFG errors!!!", corrected);
-    if (uncorrected) dprintf("\n\n +++++ %d Uncorrected CFG errors!!!", uncorrected);
-    return uncorrected;
+    return sum_up("CFG");
 }
 
 int CFG_CHECK::run() {
@@ -209,7 +192,7 @@ int CFG_CHECK::run() {
     if (!currfuninfo->bb_list) {
         dprintf(" +++++ currfuninfo->bb_list == NULL\n");
         ++uncorrected;
-        return sum_up();
+        return finish();
     }
     linked.assign(currfuninfo->blocks.size(), false);
     check_order();
@@ -221,7 +204,7 @@ int CFG_CHECK::run() {
     }
     check_edges();
     check_reachability();
-    return sum_up();
+    return finish();
 }
 } // namespace
 

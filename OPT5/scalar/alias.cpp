@@ -7,6 +7,7 @@
 // to a constant text. What is left is decided by the types.
 #include "OPT5/driver/global_flags.h"
 #include "OPT5/driver/log.h"
+#include "OPT5/rep/ptr_groups.h"
 #include "OPT5/scalar/alias_state.h"
 
 #include <algorithm>
@@ -168,17 +169,32 @@ bool pointer_may_lead_to(const NODE *root, const SYMTAB *sym, const LS *scope) {
     return !sym->type->is_scalar() && !tree_is_known(root); // a new pointer may hold any address
 }
 
-bool is_restricted(const SYMTAB *pointer) {
-    return (pointer->type->qual_kind(false) & TQ_restrict) != 0;
+// The restrict pointer of the whole call that the reference is made through, or null.
+const SYMTAB *restricted_root(const NODE *root) {
+    while (root && (root->op == OP::PLUSPLUS || root->op == OP::MINMIN))
+        root = root->left;
+    if (!root || root->op != OP::NAME) return nullptr;
+    const SYMTAB *sym = root->u.name.sym;
+    return !(sym->attr & SA_aliased) && alias_state.restricted_roots.count(sym) ? sym : nullptr;
 }
 
-// What is reached through such a parameter is reached through nothing else: other variables by
-// their names are something else, and so are other parameters.
+// Whether no address that the restrict pointer may hold has come to the other reference, nor the
+// other way round.
+bool is_not_based_on(const MEMREF &other, const NODE *restricted) {
+    const PTR_GROUPS *groups = currfuninfo ? currfuninfo->ptr_groups.get() : nullptr;
+    const int group = groups ? groups->group_of(restricted) : PTR_GROUPS::unknown;
+    if (group == PTR_GROUPS::unknown) return false;
+    if (other.object) return groups->group_of_address(other.object) != group;
+    const int others = groups->group_of(other.root);
+    return others != PTR_GROUPS::unknown && others != group;
+}
+
 bool are_apart_by_restriction(const MEMREF &a, const MEMREF &b) {
     const SYMTAB *p = a.root ? fixed_parameter(a.root) : nullptr;
     const SYMTAB *q = b.root ? fixed_parameter(b.root) : nullptr;
-    if (p && q && p != q) return pointer_args_are_disjoint || is_restricted(p) || is_restricted(q);
-    return (p && b.object && is_restricted(p)) || (q && a.object && is_restricted(q));
+    if (p && q && p != q && pointer_args_are_disjoint) return true;
+    return (restricted_root(a.root) && is_not_based_on(b, a.root)) ||
+           (restricted_root(b.root) && is_not_based_on(a, b.root));
 }
 
 const SYMTAB *pointer_variable(const NODE *tree) {

@@ -19,10 +19,11 @@ void reset_alias_info(); // forgets all of it but the marks of the symbols
 // its address. The arguments: a symbol that alone is looked at, or null for all; whether marks are
 // set (1) or only counted (0).
 void mark_aliased_vector_and_complex_symbols(SYMTAB *only, int set);
-// The pointer parameters that nothing but the argument prolog assigns to: what they point at is
-// found by what they say of themselves.
+// The restrict pointers of the whole call, parameters and variables of the outermost block, that
+// get a value of other origin once at most: what is reached through one of them is reached through
+// nothing that is not based on it.
 void find_restricted_roots();
-bool is_fixed_parameter(const SYMTAB *sym);
+bool is_fixed_parameter(const SYMTAB *sym); // a pointer that only the argument prolog assigns to
 
 // Where an lvalue lies: in a variable, or at a distance from the pointer `root`.
 struct MEMREF {

@@ -11,7 +11,10 @@
 #include "OPT5/driver/log.h"
 #include "OPT5/icode/if.h"
 #include "OPT5/rep/program.h"
+#include "OPT5/rep/ptr_groups.h"
 #include "OPT5/scalar/alias_state.h"
+
+#include <boost/unordered_map.hpp>
 
 #include <algorithm>
 
@@ -185,6 +188,70 @@ void mark_statics() {
     fileinfo->statics_are_marked = true;
 }
 
+// The walk has collected the parameters without another assignment.
+void keep_fixed_parameters() {
+    auto &parms = alias_state.fixed_parms;
+    for (auto it = parms.begin(); it != parms.end();) {
+        const SYMTAB *sym = *it;
+        const bool keeps_value =
+            sym->type->is_ptr() && !sym->type->is_volatile() && !(sym->attr & SA_aliased);
+        it = keeps_value ? std::next(it) : parms.erase(it);
+    }
+}
+
+// How often restrict pointers get a value that is not made of their own.
+class ORIGINS {
+public:
+    bool find_candidates();
+    void count(const NODE *tree);
+    void keep_single(boost::unordered_set<const SYMTAB *> &roots) const;
+
+private:
+    void add_candidate(const SYMTAB *sym);
+
+    boost::unordered_map<const SYMTAB *, int> origins; // looked up; walked into a set
+};
+
+void ORIGINS::add_candidate(const SYMTAB *sym) {
+    const bool is_restricted = is_automatic_pointer(sym) && !sym->type->is_volatile() &&
+                               (sym->type->qual_kind(false) & TQ_restrict);
+    if (is_restricted) origins.emplace(sym, 0);
+}
+
+bool ORIGINS::find_candidates() {
+    const LIST *first = currfuninfo->bb_list ? currfuninfo->bb_list->statements : nullptr;
+    for (const NODE *prolog = first && tree_is_arg_prolog(first->first) ? first->first : nullptr;
+         prolog; prolog = prolog->op == OP::PCOMMA ? prolog->left : nullptr) {
+        const NODE *copy = prolog->op == OP::PCOMMA ? prolog->right : prolog;
+        if (copy->op == OP::ASG && copy->left->op == OP::NAME)
+            add_candidate(copy->left->u.name.sym);
+    }
+    constexpr unsigned outermost_depth = 2;
+    for (const SYMTAB *sym = currfuninfo->symbols; sym; sym = sym->next)
+        if (sym->level >= 2 && sym->scope && sym->scope->callsite == 0 &&
+            sym->scope->depth <= outermost_depth)
+            add_candidate(sym);
+    return !origins.empty();
+}
+
+void ORIGINS::count(const NODE *tree) {
+    for (; tree; tree = tree->left) {
+        if (tree->right) count(tree->right);
+        if (tree->op != OP::ASG || tree->left->op != OP::NAME) continue;
+        const auto entry = origins.find(tree->left->u.name.sym);
+        if (entry == origins.end()) continue;
+        const NODE *value = tree->right;
+        while (const NODE *below = pointer_below(value))
+            value = below;
+        if (value->op != OP::NAME || value->u.name.sym != entry->first) ++entry->second;
+    }
+}
+
+void ORIGINS::keep_single(boost::unordered_set<const SYMTAB *> &roots) const {
+    for (const auto &[sym, count] : origins)
+        if (count <= 1) roots.insert(sym);
+}
+
 bool is_vector_or_complex(const SYMTAB *sym) {
     return sym->type->is_vector() || sym->type->is_complex();
 }
@@ -231,6 +298,10 @@ void init_aliasing_info() {
     if (fileinfo->pass_number == 1 && !fileinfo->statics_are_marked) mark_statics();
     reset_alias_info();
     const FUNINFO *funinfo = currfuninfo;
+    find_restricted_roots();
+    // Only they ask for the groups.
+    if (!alias_state.restricted_roots.empty())
+        LS::build_PTR_equivalence_groups(funinfo->root_scope);
     for (SYMTAB *sym = funinfo->symbols; sym; sym = sym->next) {
         sym->attr &= static_cast<std::uint8_t>(~SA_aliased);
         sym->attr |= SA_no_escape;
@@ -244,27 +315,27 @@ void init_aliasing_info() {
         if (is_aliased) sym->attr |= SA_aliased;
     }
     ADDRESS_WALK(false).visit_body(funinfo);
-    find_restricted_roots();
+    keep_fixed_parameters();
     mark_aliased_vector_and_complex_symbols(nullptr, 1);
 }
 
 void reset_alias_info() {
     alias_state.fixed_parms.clear();
+    alias_state.restricted_roots.clear();
+    if (currfuninfo && currfuninfo->ptr_groups) currfuninfo->ptr_groups->clear();
     alias_state.assertions.clear();
     alias_state.last_serial = 0;
     std::fill(std::begin(alias_state.type_pairs), std::end(alias_state.type_pairs),
               ALIAS_STATE::TYPE_PAIR());
 }
 
-// The walk has collected the parameters without another assignment.
 void find_restricted_roots() {
-    auto &parms = alias_state.fixed_parms;
-    for (auto it = parms.begin(); it != parms.end();) {
-        const SYMTAB *sym = *it;
-        const bool keeps_value =
-            sym->type->is_ptr() && !sym->type->is_volatile() && !(sym->attr & SA_aliased);
-        it = keeps_value ? std::next(it) : parms.erase(it);
-    }
+    ORIGINS origins;
+    if (!origins.find_candidates()) return;
+    for (const BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink)
+        for (const LIST *cell = bb->statements; cell; cell = cell->rest)
+            origins.count(cell->first);
+    origins.keep_single(alias_state.restricted_roots);
 }
 
 bool is_fixed_parameter(const SYMTAB *sym) {

@@ -9,7 +9,10 @@
 
 struct ALIAS_STATE {
     // Looked up, never walked for an answer.
+    // Pointer parameters that nothing but the argument prolog assigns to: what they point at is
+    // found by what they say of themselves.
     boost::unordered_set<const SYMTAB *> fixed_parms;
+    boost::unordered_set<const SYMTAB *> restricted_roots; // see find_restricted_roots
     boost::unordered_set<std::pair<std::uint32_t, std::uint32_t>>
         assertions;                // serials, the lower first
     std::uint32_t last_serial = 0; // symbols with a greater one were made since the walk

@@ -23,11 +23,11 @@ namespace {
 const register_option keep_reversed("disable:fcprevsymtab");
 
 SNMAP &value_map() {
-    return symbol_maps(currfuninfo, true)->values;
+    return value_map_of(currfuninfo);
 }
 
 SPMAP &pointee_map() {
-    return symbol_maps(currfuninfo, true)->pointees;
+    return pointee_map_of(currfuninfo);
 }
 
 void find_aliased_variables() {
@@ -283,6 +283,5 @@ void fast_CP(int rounds, int cleanup) {
         simpcfg(false, false);
     }
     if (cleanup || fcp_counters.replacements != 0) elim_dead_assigns(false, true);
-    const SYMBOL_MAPS *maps = symbol_maps(currfuninfo, false);
-    SNMAP::print(maps ? &maps->values : nullptr, currfuninfo->name.c_str());
+    SNMAP::print(currfuninfo->snmap.get(), currfuninfo->name.c_str());
 }

@@ -44,7 +44,7 @@ const NODE *known_value(const SYMTAB *sym) {
     const FCP_SYMBOL *fields = fcp_find_symbol(sym);
     if (!fields || !fields->is_listed || !fcp_is_plain_local(sym)) return nullptr;
     if (sym->type->is_ptr() && (sym->type->qual_kind(false) & TQ_restrict)) return nullptr;
-    if (fields->has_value) return symbol_maps(currfuninfo, true)->values.value(sym, false);
+    if (fields->has_value) return value_map_of(currfuninfo).value(sym, false);
     return local_value(fields->known);
 }
 

@@ -6,8 +6,6 @@
 #include "OPT5/rep/program.h"
 
 namespace {
-std::map<const FUNINFO *, SYMBOL_MAPS> maps_of_functions; // looked up, never walked
-
 // Replaces the tree of a symbol by a copy of another one.
 template <class Map> void keep_copy(Map &map, SYMTAB *sym, const NODE *tree) {
     NODE *&kept = map[sym];
@@ -19,6 +17,11 @@ template <class Map> void erase_trees(Map &map) {
     for (auto &[sym, tree] : map)
         erase_tree(tree);
     map.clear();
+}
+
+template <class Map> Map &made_on_demand(OWNED<Map> &map) {
+    if (!map) map = {new Map, [](Map *old) { delete old; }};
+    return *map;
 }
 } // namespace
 
@@ -73,16 +76,17 @@ void SPMAP::clear() {
     erase_trees(pointees);
 }
 
-SYMBOL_MAPS *symbol_maps(const FUNINFO *funinfo, bool make) {
-    const auto entry = maps_of_functions.find(funinfo);
-    if (entry != maps_of_functions.end()) return &entry->second;
-    return make ? &maps_of_functions[funinfo] : nullptr;
+SNMAP &value_map_of(FUNINFO *funinfo) {
+    return made_on_demand(funinfo->snmap);
 }
 
-void erase_symbol_maps(const FUNINFO *funinfo) {
-    const auto entry = maps_of_functions.find(funinfo);
-    if (entry == maps_of_functions.end()) return;
-    entry->second.values.clear();
-    entry->second.pointees.clear();
-    maps_of_functions.erase(entry);
+SPMAP &pointee_map_of(FUNINFO *funinfo) {
+    return made_on_demand(funinfo->spmap);
+}
+
+void erase_symbol_maps(FUNINFO *funinfo) {
+    if (funinfo->snmap) funinfo->snmap->clear();
+    if (funinfo->spmap) funinfo->spmap->clear();
+    funinfo->snmap.reset();
+    funinfo->spmap.reset();
 }

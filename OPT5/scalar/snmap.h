@@ -41,11 +41,7 @@ private:
     std::map<SYMTAB *, NODE *, BY_SYMBOL_SERIAL> pointees;
 };
 
-// The maps of a function, which belong to its record and go with clear_symbol_maps(); null when it
-// has none and none is to be made.
-struct SYMBOL_MAPS {
-    SNMAP values;
-    SPMAP pointees;
-};
-SYMBOL_MAPS *symbol_maps(const FUNINFO *funinfo, bool make);
-void erase_symbol_maps(const FUNINFO *funinfo);
+// The maps of a function, owned by its record and made on first use.
+SNMAP &value_map_of(FUNINFO *funinfo);
+SPMAP &pointee_map_of(FUNINFO *funinfo);
+void erase_symbol_maps(FUNINFO *funinfo); // with their trees

@@ -91,6 +91,8 @@ bool WEBS::find_candidates() {
     for (SYMTAB *sym = currfuninfo->symbols; sym; sym = sym->next) {
         const auto found = definitions.find(sym);
         if (found == definitions.end() || found->second < 2 || !is_register_scalar(sym)) continue;
+        // What is reached through a restrict pointer is told apart by the one variable.
+        if (sym->type->qual_kind(false) & TQ_restrict) continue;
         numbers.emplace(sym, static_cast<unsigned>(variables.size()));
         variables.push_back(sym);
     }
