@@ -187,7 +187,7 @@ TEST_F(AliasTest, AnswersForPairsOfLvalues) {
     yes(deref(p1), deref(p2));
     no(deref(r1), deref(p2));
     no(deref(r1), name(G));
-    yes(deref(r1), deref(p)); // may be a copy of r1
+    no(deref(r1), deref(p)); // leads to `taken` alone
     yes(deref(moved), deref(add(moved, 2)));
     // texts
     no(deref(text()), name(G));
@@ -216,6 +216,93 @@ TEST_F(AliasTest, AnswersForPairsOfLvalues) {
     EXPECT_TRUE(lvalues_may_be_aliased_for_SIMD(at(a, 2), at(a, 8), nullptr));
     EXPECT_FALSE(lvalues_may_be_aliased_for_SIMD(at(a, 2), at(b, 2), nullptr));
     EXPECT_FALSE(UMULT_PT_targets_may_overlap(name(G), name(S)));
+}
+
+// What is reached through a restrict pointer of the whole call is reached through nothing that no
+// value of its has come to.
+TEST_F(AliasTest, RestrictPointersAreApartFromWhatIsNotBasedOnThem) {
+    TYPE *int_r = tp->mk_qual(int_p, TQ_restrict), *int_pp = tp->mk_ptr(int_p);
+    prolog = copy_tree(prolog); // the one that there is goes with the body
+    LS outermost, inner;
+    outermost.depth = 2, inner.depth = 3;
+    const auto variable = [&](const char *text, TYPE *type, LS *scope) {
+        SYMTAB *sym = local(text, type);
+        sym->scope = scope;
+        enter(sym);
+        return sym;
+    };
+    const auto parameter = [&](const char *text, TYPE *type) {
+        SYMTAB *as_passed = level(text, type, 1), *sym = variable(text, type, nullptr);
+        prolog = comma(prolog, asg(name(sym), name(as_passed)), OP::PCOMMA);
+        return sym;
+    };
+    SYMTAB *r2 = parameter("r2", int_r), *walker = parameter("walker", int_r);
+    SYMTAB *reset = parameter("reset", int_r), *kept = parameter("kept", int_r);
+    SYMTAB *told = parameter("told", int_r), *counted = parameter("counted", int_r);
+    SYMTAB *pp = parameter("pp", int_pp);
+    SYMTAB *of_r1 = variable("of_r1", int_p, nullptr), *either = variable("either", int_p, nullptr);
+    SYMTAB *loaded = variable("loaded", int_p, nullptr), *given = variable("given", int_p, nullptr);
+    SYMTAB *made = variable("made", int_p, nullptr), *unused = variable("unused", int_p, nullptr);
+    SYMTAB *lr = variable("lr", int_r, &outermost), *deep = variable("deep", int_r, &inner);
+    SYMTAB *held = variable("held", int_t, nullptr), *K = file_variable("_K", 2, int_p);
+    NODE *const chosen =
+        tree(OP::QUEST, int_p, name(i), tree(OP::COLON, int_p, name(r2), name(p2)));
+    NODE *const again = copy_tree(prolog);
+    analyze({prolog, asg(name(of_r1), add(r1, 2)), asg(name(either), chosen),
+             tree(OP::PLUSPLUS, int_r, name(walker), icon(2)), asg(name(walker), add(walker, 4)),
+             asg(name(reset), name(p2)), asg(name(K), name(kept)), call(g, {name(told)}),
+             asg(name(i), tree(OP::PCONV, int_t, name(counted))),
+             asg(name(made), tree(OP::PCONV, int_p, name(i))), asg(name(loaded), deref(pp)),
+             asg(name(given), call(g, {})), asg(name(lr), name(p1)), asg(name(deep), name(p)),
+             asg(name(p), address(name(held))), leave()});
+    const struct {
+        const char *why;
+        NODE *one, *other;
+        bool may;
+    } rows[] = {
+        {"two of them", deref(r1), deref(r2), false},
+        {"a pointer made of it", deref(r1), deref(of_r1), true},
+        {"made of another one", deref(r2), deref(of_r1), false},
+        {"one of two", deref(r2), deref(either), true},
+        {"what it was chosen from may be something else", deref(p2), deref(either), true},
+        {"it moves", deref(walker), deref(p2), false},
+        {"it moves, and itself", deref(walker), deref(add(walker, 2)), true},
+        {"it moves while it is used", deref(tree(OP::PLUSPLUS, int_r, name(walker), icon(2))),
+         deref(r1), false},
+        {"it gets another's value", deref(reset), deref(r1), false}, // by r1
+        {"it gets another's value", deref(reset), deref(p2), true},
+        {"it gets another's value", deref(reset), deref(moved), true},
+        {"memory holds it", deref(kept), deref(loaded), true},
+        {"memory holds it", deref(kept), deref(K), true},
+        {"memory holds it", deref(kept), deref(deref(pp)), true},
+        {"memory does not hold it", deref(r1), deref(loaded), false},
+        {"memory does not hold it", deref(r1), deref(deref(pp)), false},
+        {"memory holds it, not the parameter", deref(kept), deref(p1), false},
+        {"a callee knows it", deref(told), deref(given), true},
+        {"no callee knows it", deref(r1), deref(given), false},
+        {"a number was made of it", deref(counted), deref(made), true},
+        {"no number was made of it", deref(r1), deref(made), false},
+        {"a variable by name", deref(walker), name(G), false},
+        {"a variable of which it has no address", deref(walker), name(held), false},
+        {"variables of the outermost block", deref(lr), deref(r1), false},
+        {"variables of the outermost block", deref(lr), deref(p2), false},
+        {"variables of the outermost block", deref(lr), deref(p1), true},
+        {"of an inner block", deref(deep), deref(p2), true},
+        {"not named when the groups were made", deref(r1), deref(unused), true},
+        {"made since", deref(r1), deref(local("late", int_p)), true},
+        {"a choice", deref(r1), deref(copy_tree(chosen)), true},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.why);
+        EXPECT_EQ(lvalues_may_be_aliased(row.one, row.other, nullptr), row.may)
+            << infix(row.one) << " : " << infix(row.other);
+        EXPECT_EQ(lvalues_may_be_aliased(row.other, row.one, nullptr), row.may);
+        EXPECT_EQ(unaliased_by_restriction(row.one, row.other, nullptr), !row.may);
+    }
+    // What is not understood makes all unknown.
+    build({again, asg(name(of_r1), name(r1)), assembly("nop", 36), leave()});
+    init_aliasing_info();
+    EXPECT_TRUE(lvalues_may_be_aliased(deref(r1), deref(r2), nullptr));
 }
 
 TEST_F(AliasTest, VolatileAccessesOfCppFunctionsAliasEachOther) {
