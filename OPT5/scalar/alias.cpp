@@ -317,6 +317,33 @@ bool store_may_reach_load(const NODE *store, const MEMREF &to, const NODE *load,
     return may_alias(store, to, load, from, {.is_load_behind_store = true});
 }
 
+ALIAS_KIND alias_kind_of(const NODE *lvalue, const MEMREF &ref) {
+    ALIAS_KIND kind;
+    const SYMTAB *pointer = nullptr;
+    int group = PTR_GROUPS::unknown;
+    bool is_seen = true;
+    if (ref.object) {
+        kind.domain = get_sym_def_for_decl(const_cast<SYMTAB *>(ref.object));
+        kind.is_variable = true;
+    } else if (ref.root) {
+        kind.domain = fixed_parameter(ref.root);
+        const PTR_GROUPS *groups = currfuninfo ? currfuninfo->ptr_groups.get() : nullptr;
+        if (groups) group = groups->group_of(ref.root);
+        pointer = kind.domain ? kind.domain : restricted_root(ref.root);
+        if (!pointer && !alias_state.assertions.empty()) pointer = pointer_variable(ref.root);
+        is_seen = tree_is_known(ref.root);
+    }
+    kind.answers_by_itself =
+        currfuninfo && (currfuninfo->flags & FUN_is_cpp) && node_is_volatile_access(lvalue);
+    const bool traits[] = {ref.is_cast, is_unknown(ref), is_seen,
+                           ref.root && ref.root->op == OP::SCON, kind.answers_by_itself};
+    unsigned word = 0;
+    for (const bool trait : traits)
+        word = word << 1 | static_cast<unsigned>(trait);
+    kind.words = {ref.object, pointer, group, ref.type, ref.object ? nullptr : lvalue->scope, word};
+    return kind;
+}
+
 bool unaliased_by_restriction(const NODE *a, const NODE *b, LOOP *) {
     return are_apart_by_restriction(resolve_lvalue(a), resolve_lvalue(b));
 }

@@ -68,16 +68,6 @@ bool copy_may_touch(const NODE *copy, const NODE *lvalue, bool writes) {
     return ranges_overlap(range, ref);
 }
 
-bool is_read(const NODE *node) {
-    switch (node->op) {
-    case OP::NAME: return !node->u.name.sym->type->is_func();
-    case OP::UMULT:
-    case OP::STDOT:
-    case OP::STREF: return true;
-    default: return false;
-    }
-}
-
 bool is_assignment(const NODE *node) {
     return opcode_is_ASG(node->op) || node->op == OP::PLUSPLUS || node->op == OP::MINMIN;
 }
@@ -117,7 +107,7 @@ bool has_any_effect(const NODE *tree) {
 bool reads_may_change(const NODE *tree, const NODE *value, bool is_address) {
     for (; value; value = value->left) {
         if (node_is_call(value) && !(promises_of(value) & FUN_is_pure_fun)) return true;
-        const bool reads = is_read(value);
+        const bool reads = names_memory(value);
         if (reads && !is_address && tree_may_modify_memory(tree, value)) return true;
         if (value->right && value->op != OP::STDOT && value->op != OP::STREF &&
             reads_may_change(tree, value->right, false))

@@ -4,11 +4,9 @@
 // has the memory triples that a store to triple m may change. Each other triple reads memory
 // through the lvalues in its tree and belongs to the sets of all of them; a store kills it when it
 // kills one of the lvalues that it is made of, whose numbers stand in depnum.
-#include "OPT5/driver/log.h"
 #include "OPT5/scalar/alias_state.h"
 #include "OPT5/scalar/scalar.h"
 
-#include <algorithm>
 #include <memory>
 
 BITVEC triple_kills_global_vars, triple_kills_aliased_vars, triple_kills_aliased_scalars,
@@ -29,16 +27,6 @@ std::vector<NODE *> the_triples;                 // by number, null for what nam
 std::unique_ptr<Triple_Alias_Table> alias_table; // of them
 std::vector<BITVEC> readers; // by memory triple: the triples with it in their tree
 
-bool is_memory(const NODE *tree) {
-    switch (tree->op) {
-    case OP::NAME: return !tree->u.name.sym->type->is_func();
-    case OP::UMULT:
-    case OP::STDOT:
-    case OP::STREF: return true;
-    default: return false;
-    }
-}
-
 bool is_assertion(const NODE *tree) {
     return tree->op == OP::ASSERT || tree->op == OP::NASSERT;
 }
@@ -47,7 +35,7 @@ bool is_assertion(const NODE *tree) {
 template <class Visit> void for_each_read(const NODE *tree, bool is_address, Visit visit) {
     for (; tree; tree = tree->left) {
         const bool is_member = tree->op == OP::STDOT || tree->op == OP::STREF;
-        if (!is_address && is_memory(tree)) visit(tree);
+        if (!is_address && names_memory(tree)) visit(tree);
         if (tree->right && !is_member) for_each_read(tree->right, false, visit);
         is_address = tree->op == OP::UAND || tree->op == OP::STDOT;
     }
@@ -106,30 +94,6 @@ void add_readers(const BITVEC &memory, BITVEC &set) {
     memory.for_each([&](unsigned n) { set.merge(readers[n]); });
 }
 
-std::string text_of(const NODE *tree) {
-    constexpr std::size_t longest_text = 200;
-    return infix_text(tree, longest_text);
-}
-
-void log_pair(const NODE *a, const NODE *b, bool there, bool back) {
-    if (!print_debug) return;
-    if (there)
-        dprintf(" +++ alias test (1): add %s  to %s  MAY be aliased\n", text_of(b).c_str(),
-                text_of(a).c_str());
-    if (back)
-        dprintf(" +++ alias test (2): add %s to  %s  MAY be aliased\n", text_of(a).c_str(),
-                text_of(b).c_str());
-    if (!there && !back)
-        dprintf(" --- alias test: %s and %s NOT aliased\n", text_of(a).c_str(), text_of(b).c_str());
-}
-
-// A scalar that no pointer leads to, as most are: only its own name stands for it.
-bool is_private(const NODE *lvalue) {
-    if (lvalue->op != OP::NAME) return false;
-    const SYMTAB *sym = lvalue->u.name.sym;
-    return sym->type->is_scalar() && is_automatic(sym) && !(sym->attr & SA_aliased);
-}
-
 // A store through a pointer may kill no more than what store_may_reach_load says of each triple.
 void add_stored_over(const NODE *store, BITVEC &set) {
     for (std::size_t n = 0; n < the_triples.size(); ++n)
@@ -137,50 +101,6 @@ void add_stored_over(const NODE *store, BITVEC &set) {
             set.merge(readers[n]);
 }
 } // namespace
-
-Triple_Alias_Table::Triple_Alias_Table(NODE **triples, int count) {
-    dprintf(" Building triples_alias_table\n");
-    const auto size = static_cast<unsigned>(count);
-    std::vector<unsigned> memory, names;
-    rows.resize(size);
-    for (unsigned n = 0; n < size; ++n) {
-        if (!triples[n] || !is_memory(triples[n])) continue;
-        rows[n] = BITVEC(size);
-        rows[n].add(n);
-        (is_private(triples[n]) ? names : memory).push_back(n);
-    }
-    const auto symbol_of = [&](unsigned n) { return triples[n]->u.name.sym; };
-    std::stable_sort(names.begin(), names.end(), [&](unsigned a, unsigned b) {
-        return symbol_of(a)->serial < symbol_of(b)->serial;
-    });
-    for (std::size_t k = 0; k < names.size(); ++k)
-        for (std::size_t m = k + 1; m < names.size() && symbol_of(names[m]) == symbol_of(names[k]);
-             ++m) {
-            rows[names[k]].add(names[m]);
-            rows[names[m]].add(names[k]);
-        }
-    std::vector<MEMREF> places;
-    for (const unsigned n : memory)
-        places.push_back(resolve_lvalue(triples[n]));
-    for (std::size_t k = 0; k < memory.size(); ++k) {
-        const unsigned low = memory[k];
-        for (std::size_t m = k + 1; m < memory.size(); ++m) {
-            const unsigned high = memory[m];
-            const NODE *a = triples[low], *b = triples[high];
-            const bool there = store_may_reach_load(a, places[k], b, places[m]);
-            const bool back = store_may_reach_load(b, places[m], a, places[k]);
-            if (there) rows[low].add(high);
-            if (back) rows[high].add(low);
-            log_pair(a, b, there, back);
-        }
-    }
-}
-
-void Triple_Alias_Table::kill_aliases_of_lvalue(int n, BITVEC &set) const {
-    if (n < 0 || static_cast<std::size_t>(n) >= rows.size()) return;
-    const BITVEC &row = rows[static_cast<std::size_t>(n)];
-    if (row.size != 0) set.merge(row);
-}
 
 void compute_alias_sets(NODE **triples, int count) {
     clean_up_alias_analysis_bitvecs_etc();
@@ -190,7 +110,7 @@ void compute_alias_sets(NODE **triples, int count) {
     the_triples.assign(size, nullptr);
     readers.resize(size);
     for (unsigned n = 0; n < size; ++n) {
-        if (!triples[n] || !is_memory(triples[n])) continue;
+        if (!triples[n] || !names_memory(triples[n])) continue;
         the_triples[n] = triples[n];
         readers[n] = BITVEC(size);
         readers[n].add(n);

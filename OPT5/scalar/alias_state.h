@@ -5,6 +5,7 @@
 
 #include <boost/unordered_set.hpp>
 
+#include <tuple>
 #include <utility>
 
 struct ALIAS_STATE {
@@ -35,6 +36,17 @@ inline bool is_automatic(const SYMTAB *sym) {
     return sym->level != 0 && sym->sc != 2 && sym->sc != 3 && sym->sc != 5;
 }
 
+// An lvalue by its operator: a variable, a member or what a pointer leads to.
+inline bool names_memory(const NODE *tree) {
+    switch (tree->op) {
+    case OP::NAME: return !tree->u.name.sym->type->is_func();
+    case OP::UMULT:
+    case OP::STDOT:
+    case OP::STREF: return true;
+    default: return false;
+    }
+}
+
 // Whether some pointer of the function, or of one that it calls, may lead to the variable.
 bool some_pointer_leads_to(const SYMTAB *sym);
 // An lvalue without the selections of its parts.
@@ -44,6 +56,17 @@ bool places_may_be_shared(const NODE *a, const NODE *b);
 // The question of alias.h for lvalues that are resolved already.
 bool store_may_reach_load(const NODE *store, const MEMREF &to, const NODE *load,
                           const MEMREF &from);
+
+// What store_may_reach_load looks at in one of its lvalues. Those with equal words answer alike to
+// any other, as long as ranges do not matter: within one domain they alone do.
+struct ALIAS_KIND {
+    using WORDS = std::tuple<const SYMTAB *, const SYMTAB *, int, TYPE *, const LS *, unsigned>;
+    WORDS words;
+    const SYMTAB *domain = nullptr; // the variable, or the parameter that leads there; null: none
+    bool is_variable = false;       // apart from all variables but the domain
+    bool answers_by_itself = false; // volatile, where that has rules of its own
+};
+ALIAS_KIND alias_kind_of(const NODE *lvalue, const MEMREF &ref);
 
 // How a call may come to a variable that it assigns to.
 struct CALL_REACH {

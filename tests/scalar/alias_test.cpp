@@ -1,3 +1,5 @@
+#include "OPT5/driver/global_flags.h"
+#include "OPT5/driver/log.h"
 #include "OPT5/scalar/alias.h"
 #include "OPT5/scalar/scalar.h"
 #include "tests/rep/cfg_fixture.h"
@@ -477,5 +479,84 @@ TEST_F(AliasTest, SetsSayWhatAnEventKills) {
     clean_up_alias_analysis_bitvecs_etc();
     EXPECT_EQ(triple_kills_global_vars.size, 0u);
     EXPECT_EQ(Triple_Alias_Table(nullptr, 0).size(), 0);
+}
+
+// The table puts its questions by kinds; the answers are those of all pairs.
+TEST_F(AliasTest, TheTableHoldsWhatEachPairAnswers) {
+    LS scopes[2];
+    scopes[1].parent = &scopes[0], scopes[0].child = &scopes[1];
+    scopes[1].depth = 1;
+    SYMTAB *late = local("late", int_p), *again = file_variable("_G", 5, int_t);
+    taken->scope = &scopes[1];
+    std::vector<NODE *> triples{name(i),
+                                name(j),
+                                name(i),
+                                nullptr,
+                                name(G),
+                                name(again),
+                                name(S),
+                                name(F),
+                                name(h),
+                                name(vol),
+                                name(taken),
+                                name(T),
+                                deref(r1),
+                                deref(p1),
+                                deref(p2),
+                                deref(add(p1, 1)),
+                                deref(add(p1, 2)),
+                                deref(moved),
+                                deref(text()),
+                                deref(late),
+                                arrow(hp, "lo"),
+                                arrow(hp, "hi"),
+                                dot(arrow(hp, "u"), "f"),
+                                dot(name(h), "lo"),
+                                dot(name(h), "hi"),
+                                dot(name(h2), "last"),
+                                dot(dot(name(h), "u"), "f"),
+                                deref(address(name(taken))),
+                                deref(cast(int_p, icon(64, short_t))),
+                                icon(3),
+                                tree(OP::PLUS, int_t, name(i), name(G))};
+    for (SYMTAB *pointer : {p, q, fp, cp, moved})
+        for (int units : {0, 2}) {
+            triples.push_back(deref(add(pointer, units)));
+            triples.push_back(deref(cast(float_p, add(pointer, units))));
+            triples.back()->scope = units ? &scopes[0] : &scopes[1];
+            triples.push_back(
+                deref(cast(tp->mk_ptr(tp->mk_qual(float_t, TQ_volatile)), name(pointer))));
+        }
+    for (SYMTAB *array : {a, b}) {
+        triples.push_back(at(array, i));
+        for (int units = 0; units < 6; ++units)
+            triples.push_back(at(array, units));
+    }
+    const auto check = [&](const char *what) {
+        SCOPED_TRACE(what);
+        print_debug = 0;
+        const Triple_Alias_Table table(triples.data(), static_cast<int>(triples.size()));
+        print_debug = 1;
+        const auto is_memory = [](const NODE *one) {
+            return one && (one->op == OP::NAME || one->op == OP::UMULT || one->op == OP::STDOT);
+        };
+        for (unsigned n = 0; n < triples.size(); ++n)
+            for (unsigned m = 0; m < triples.size(); ++m) {
+                const bool expected =
+                    is_memory(triples[n]) && is_memory(triples[m]) &&
+                    (n == m || store_may_reach_load(triples[n], triples[m], nullptr));
+                const BITVEC &row = table.aliases_of(static_cast<int>(n));
+                ASSERT_EQ(row.contains(m), expected)
+                    << infix(triples[n]) << " : " << infix(triples[m]);
+            }
+    };
+    check("plain");
+    add_alias_assertion(name(p), name(q));
+    check("with an assertion");
+    flags_of("f") |= FUN_is_cpp;
+    check("volatile accesses of C++");
+    pointer_args_are_disjoint = 1;
+    check("arguments apart");
+    reset_global_flags();
 }
 } // namespace
