@@ -72,9 +72,9 @@ public:
 };
 
 // --- building. Both forms leave a function alone whose graph they cannot handle: control leads
-// back to the entry, or a block other than it, such as an exception handler or an end that is never
-// reached, has no predecessors.
-// Without analyses; nothing but dominators in a function without back edges.
+// back to the entry, or a block other than it, such as an exception handler, has no predecessors.
+// The exit block may lie there unreached; it belongs to no loop then. Without analyses; nothing but
+// dominators in a function without back edges.
 void build_minimal_loop_hierarchy();
 // Normalizes the graph. With `need_loop` a function without back edges is a failure too. False: no
 // hierarchy can be built.

@@ -415,7 +415,8 @@ bool normalize_loop_graph(bool need_loop) {
     for (BBLK *bb = currfuninfo->bb_list; bb; bb = bb->dflink) {
         bb->loop = nullptr;
         bb->pass_word = nullptr;
-        if (!bb->predecessors && bb != currfuninfo->bb_list) return false;
+        // The exit block stays in the graph of a function that returns elsewhere, or never.
+        if (!bb->predecessors && bb != currfuninfo->bb_list && !bb->is_exit) return false;
         backward_edges += back_predecessors(bb).size();
     }
     if (need_loop && backward_edges == 0) return false;

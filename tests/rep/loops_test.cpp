@@ -147,7 +147,7 @@ TEST_F(Loops, KnownGraphs) {
          [&] {
              return STATEMENTS{set(i, 1), def(1), set(j, 1), jump(1)};
          },
-         "none"},
+         "0(1 2 3) [1(1 2 2 | 2 | )]"},
     };
     for (const auto &one : cases) {
         SCOPED_TRACE(one.title);
