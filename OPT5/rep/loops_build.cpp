@@ -361,10 +361,9 @@ LOOP_EXITS::LOOP_EXITS(LOOP *loop_) : loop(loop_) {
 
 void LOOP_EXITS::note(BBLK *exit) {
     listed.insert(exit);
-    const NODE *last = last_statement(exit);
-    const bool only_jumps =
-        exit->successors && !exit->successors->next && last && last->op == OP::BRANCH;
-    if (only_jumps) way_to.emplace(exit->successors->bb, exit);
+    // What does more on its way belongs to the edges that it has.
+    const LIST *only = exit->statements;
+    if (only && !only->rest && only->first->op == OP::BRANCH) way_to.emplace(exit->successors->bb, exit);
 }
 
 void LOOP_EXITS::list(BBLK *bb) {

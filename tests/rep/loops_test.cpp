@@ -140,6 +140,14 @@ TEST_F(Loops, KnownGraphs) {
                                def(3),    leave()};
          },
          "0(1 2 3 4 5 6 7) [2(1 2 5 | 2 3 4 5 | 6) [1(2 3 4 | 3 4 | 5 6)]]"},
+        // The other way out must not go through what the first one does.
+        {"two ways to one place, of which one does something",
+         [&] {
+             return STATEMENTS{set(i, 1), unless(j, 3), def(1),    unless(i, 2), set(j, 7),
+                               jump(3),   def(2),       set(j, 5), unless(j, 1), def(3),
+                               leave()};
+         },
+         "0(1 2 3 4 5 6 7 8) [1(2 3 5 | 3 5 | 4 6)]"},
         {"entered at two places",
          [&] { return STATEMENTS{unless(i, 2), def(1), set(i, 1), def(2), unless(j, 1), leave()}; },
          "0(1 2 3 4 5)"},
