@@ -90,7 +90,54 @@ void lean_left(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     tree->left = pair(tree, tree->left, inner->left, loop, ctx);
     erase_node(inner);
 }
+bool is_sum(const NODE *node) {
+    return node->op == OP::PLUS || node->op == OP::MINUS;
+}
+
+// Whether op(a, op(b, c)) may be op(op(a, b), c), sums and differences mixed.
+bool leans_right(const NODE *node) {
+    const NODE *right = node->right;
+    if (!right || !right->right || (node->op != right->op && !(is_sum(node) && is_sum(right))))
+        return false;
+    switch (node->op) {
+    case OP::COMMAOP:
+    case OP::ANDAND:
+    case OP::OROR: return true;
+    case OP::PLUS:
+    case OP::MINUS:
+    case OP::MULT:
+    case OP::ANDB:
+    case OP::ORB:
+    case OP::XORB: break;
+    default: return false;
+    }
+    const auto is_number = [](const NODE *one) {
+        return is_modular_type(one->type) && !one->type->is_ptr();
+    };
+    if (node->type->size() != right->type->size()) return false;
+    for (const NODE *one :
+         {node, static_cast<const NODE *>(node->left), right,
+          static_cast<const NODE *>(right->left), static_cast<const NODE *>(right->right)})
+        if (!is_number(one)) return false;
+    return true;
+}
 } // namespace
+
+void lean_left_in_advance(NODE *node) {
+    while (leans_right(node)) {
+        NODE *inner = node->right;
+        if (is_sum(node)) {
+            const int outer = node->op == inner->op ? OP::PLUS : OP::MINUS;
+            inner->op = node->op;
+            node->op = static_cast<std::uint8_t>(outer);
+        }
+        node->right = inner->right;
+        inner->right = inner->left;
+        inner->left = node->left;
+        if (node->op == OP::COMMAOP) inner->type = inner->right->type;
+        node->left = inner;
+    }
+}
 
 bool is_modular_type(const TYPE *type) {
     return (type->is_int_or_enum() && !type->is_bool()) || type->is_ptr();

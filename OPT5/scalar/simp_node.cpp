@@ -413,8 +413,10 @@ NODE *simp_tree(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     std::vector<FRAME> path;
     NODE *node = tree;
     for (;;) {
-        for (; node; node = has_own_operands(node) ? node->left : nullptr)
+        for (; node; node = has_own_operands(node) ? node->left : nullptr) {
+            lean_left_in_advance(node);
             path.push_back({node, false});
+        }
         // All below the left operand of path.back() is done.
         NODE *done = nullptr;
         while (!path.empty()) {

@@ -12,6 +12,9 @@
 // Exchanges the operands of the node and regroups them, those of floats only where the options let
 // results be inexact and additions be regrouped. Gives the node, or the constant that it has become.
 NODE *simp_assoc(NODE *tree, LOOP *loop, CONTEXT *ctx);
+// Turns a chain of one operator, or of sums and differences, that leans right over before its
+// operands are simplified: one by one, each would go to the bottom of what is there already.
+void lean_left_in_advance(NODE *node);
 void swap_to_normal_order(NODE *tree); // the operands alone, of a commutative operator
 NODE *simp_PLUS(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_MINUS(NODE *tree, LOOP *loop, CONTEXT *ctx);
