@@ -196,19 +196,20 @@ NODE *NODE::*other_than(const NODE *a, const NODE *of) {
     return nullptr;
 }
 
-// a op x, or x op a, x being on the side named.
+// a op x, or x op a, x being on the side named. What stands twice must have one value; whether it
+// has is asked last, as it takes a walk over all of it.
 NODE *absorb(NODE *tree, NODE *NODE::*a_side, NODE *NODE::*x_side, LOOP *loop, CONTEXT *ctx) {
     NODE *a = tree->*a_side, *x = tree->*x_side;
     if (!is_same_size(a, tree) || !is_same_size(x, tree)) return nullptr;
     if (tree->op != OP::XORB && x->op == dual(tree->op)) {
-        if (NODE *NODE::*rest = other_than(a, x)) {
-            if (!is_pure(x->*rest)) return nullptr;
+        if (other_than(a, x)) {
+            if (!is_pure(tree)) return nullptr;
             if (a_side == &NODE::right) std::swap(tree->left, tree->right);
             return becomes_left(tree, loop, ctx); // a & (a | b), a | (a & b)
         }
         // a & (~a | b) is a & b, a | (~a & b) is a | b.
         for (NODE *NODE::*side : {&NODE::left, &NODE::right})
-            if (is_complement(a, x->*side) || is_complement(x->*side, a)) {
+            if ((is_complement(a, x->*side) || is_complement(x->*side, a)) && is_pure(tree)) {
                 tree->*x_side = taken_from(x, side == &NODE::left ? &NODE::right : &NODE::left);
                 return simp_node(tree, loop, ctx);
             }
@@ -216,7 +217,7 @@ NODE *absorb(NODE *tree, NODE *NODE::*a_side, NODE *NODE::*x_side, LOOP *loop, C
     }
     if (x->op != OP::XORB || tree->op == OP::ANDB) return nullptr;
     NODE *NODE::*rest = other_than(a, x);
-    if (!rest) return nullptr;
+    if (!rest || !is_pure(tree)) return nullptr;
     if (tree->op == OP::ORB) { // a | (a ^ b) is a | b
         tree->*x_side = taken_from(x, rest);
         return simp_node(tree, loop, ctx);
@@ -228,7 +229,6 @@ NODE *absorb(NODE *tree, NODE *NODE::*a_side, NODE *NODE::*x_side, LOOP *loop, C
 }
 
 NODE *of_absorbed_operand(NODE *tree, LOOP *loop, CONTEXT *ctx) {
-    if (!is_pure(tree)) return nullptr; // what stands twice may not have one value
     NODE *result = absorb(tree, &NODE::left, &NODE::right, loop, ctx);
     return result ? result : absorb(tree, &NODE::right, &NODE::left, loop, ctx);
 }
@@ -258,8 +258,7 @@ NODE *of_inverted_operands(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 // (a | b) ^ (a & b) is a ^ b; (a ^ b) | (a & b) is a | b.
 NODE *of_two_ways_to_join(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *a = tree->left, *b = tree->right;
-    if (tree->op == OP::ANDB || !is_same_size(a, tree) || !is_same_size(b, tree) || !is_pure(tree))
-        return nullptr;
+    if (tree->op == OP::ANDB || !is_same_size(a, tree) || !is_same_size(b, tree)) return nullptr;
     const int other = tree->op == OP::XORB ? OP::ORB : OP::XORB;
     if (a->op != OP::ANDB) std::swap(a, b);
     if (a->op != OP::ANDB || b->op != other) return nullptr;
@@ -267,7 +266,7 @@ NODE *of_two_ways_to_join(NODE *tree, LOOP *loop, CONTEXT *ctx) {
         trees_are_congruent(a->left, b->left) && trees_are_congruent(a->right, b->right);
     const bool crossed =
         trees_are_congruent(a->left, b->right) && trees_are_congruent(a->right, b->left);
-    if (!straight && !crossed) return nullptr;
+    if ((!straight && !crossed) || !is_pure(tree)) return nullptr;
     b->op = tree->op;
     tree->right = a; // to be dropped
     tree->left = simp_node(b, loop, ctx);
@@ -284,12 +283,12 @@ NODE *of_common_operand(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *x = tree->left, *y = tree->right;
     const int inner = x->op;
     if (inner != y->op || (inner != OP::ANDB && inner != OP::ORB) || inner == tree->op ||
-        !distributes(inner, tree->op) || !is_same_size(x, tree) || !is_same_size(y, tree) ||
-        !is_pure(tree))
+        !distributes(inner, tree->op) || !is_same_size(x, tree) || !is_same_size(y, tree))
         return nullptr;
     for (NODE *NODE::*common : {&NODE::left, &NODE::right}) {
         NODE *NODE::*rest_of_y = other_than(x->*common, y);
         if (!rest_of_y) continue;
+        if (!is_small_and_pure(tree)) return nullptr;
         NODE *NODE::*rest_of_x = common == &NODE::left ? &NODE::right : &NODE::left;
         NODE *b = take(x, rest_of_x), *c = taken_from(y, rest_of_y), *a = x->*common;
         erase_node(x);
@@ -361,9 +360,9 @@ NODE *of_equal_shifts(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 // (a op b) op b, the chain leaning left.
 NODE *of_repeated_operand(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     NODE *chain = tree->left;
-    if (chain->op != tree->op || !is_same_size(chain, tree) || !is_pure(tree)) return nullptr;
+    if (chain->op != tree->op || !is_same_size(chain, tree)) return nullptr;
     NODE *NODE::*rest = other_than(tree->right, chain);
-    if (!rest) return nullptr;
+    if (!rest || !is_pure(tree)) return nullptr;
     if (tree->op == OP::XORB) tree->left = taken_from(chain, rest);
     return becomes_left(tree, loop, ctx);
 }

@@ -401,7 +401,7 @@ constexpr NODE *(*joins[])(NODE *a, NODE *b, const JUNCTION &j) = {
 // One truth value that says what both say; it takes their place. Null: there is none. b runs after
 // a, and has no effect.
 NODE *join(NODE *a, NODE *b, const JUNCTION &j) {
-    if (tree_has_side_effects(a)) return nullptr;
+    if (!is_small_and_pure(a)) return nullptr;
     for (const auto rule : joins)
         if (NODE *joined = rule(a, b, j)) return joined;
     return nullptr;
@@ -454,6 +454,17 @@ NODE *hoist_effects(NODE *tree, const JUNCTION &j) {
     return simp_node(effects, j.loop, j.ctx);
 }
 
+// a && (b && c), as an operand may have become: the chain leans left.
+NODE *turned_over(NODE *tree, const JUNCTION &j) {
+    NODE *inner = tree->right;
+    if (inner->op != j.op) return nullptr;
+    tree->right = inner->right;
+    inner->right = inner->left;
+    inner->left = tree->left;
+    tree->left = simp_node(inner, j.loop, j.ctx);
+    return simp_node(tree, j.loop, j.ctx);
+}
+
 NODE *constant_operand(NODE *tree, const JUNCTION &j) {
     return is_ICON(tree->left) || is_ICON(tree->right) ? remade(tree, j) : nullptr;
 }
@@ -496,6 +507,14 @@ NODE *common_guard(NODE *tree, const JUNCTION &j) {
     return with_common_guard(tree, j.loop, j.ctx);
 }
 
+// 1 or 0 for a simplified operand, which is not gone through again.
+NODE *truth_of(NODE *operand, const JUNCTION &j) {
+    NODE *truth = make_boolean(operand);
+    if (truth == operand) return truth;
+    if (truth->right) truth->right = simp_tree(truth->right, j.loop, j.ctx);
+    return simp_node(truth, j.loop, j.ctx);
+}
+
 // Both operands are evaluated where that is cheaper than a jump.
 NODE *without_jump(NODE *tree, const JUNCTION &j) {
     NODE *right = tree->right;
@@ -505,8 +524,8 @@ NODE *without_jump(NODE *tree, const JUNCTION &j) {
     const int tests = !returns_1_or_0(tree->left) + !returns_1_or_0(right);
     const int cost = cost_of_arithmetic + tests * cost_of_compare + cost_of_tree(right);
     if (2 * cost >= 2 * cost_of_branch + cost_of_tree(right)) return nullptr;
-    tree->left = simp_tree(make_boolean(tree->left), j.loop, j.ctx);
-    tree->right = simp_tree(make_boolean(right), j.loop, j.ctx);
+    tree->left = truth_of(tree->left, j);
+    tree->right = truth_of(right, j);
     tree->op = static_cast<std::uint8_t>(bitwise_of(j.op));
     tree->type = tp->int_type();
     return simp_node(tree, j.loop, j.ctx);
@@ -520,7 +539,8 @@ NODE *right_under_left(NODE *tree, const JUNCTION &j) {
 }
 
 constexpr NODE *(*rules[])(NODE *tree, const JUNCTION &j) = {
-    hoist_effects, constant_operand, join_operands, common_guard, right_under_left, without_jump,
+    hoist_effects, turned_over,      constant_operand, join_operands,
+    common_guard,  right_under_left, without_jump,
 };
 
 NODE *simp_junction(NODE *tree, LOOP *loop, CONTEXT *ctx) {

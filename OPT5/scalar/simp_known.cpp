@@ -202,7 +202,7 @@ NODE *simp_with_known_ranges(NODE *tree, const KNOWN_RANGES &known, bool *change
 bool simp_under_condition(NODE *&tree, const NODE *condition, bool holds, LOOP *loop,
                           CONTEXT *ctx) {
     // Within a tree that is looked at again, each condition would look at its arms again.
-    if (KNOWN_RANGES::is_anything_in_force() || tree_has_side_effects(condition)) return false;
+    if (KNOWN_RANGES::is_anything_in_force() || !is_small_and_pure(condition)) return false;
     KNOWN_RANGES known;
     known.add_condition(condition, holds);
     bool changed = false;

@@ -472,6 +472,20 @@ NODE *turn_into_cast(NODE *tree) {
     return tree;
 }
 
+namespace {
+bool is_pure_within(const NODE *tree, int &nodes) {
+    for (; tree; tree = tree->left)
+        if (--nodes < 0 || node_has_own_effect(tree) || !is_pure_within(tree->right, nodes))
+            return false;
+    return true;
+}
+} // namespace
+
+bool is_small_and_pure(const NODE *tree) {
+    int largest = 200;
+    return is_pure_within(tree, largest);
+}
+
 NODE *with_effects(NODE *effects, NODE *value, LOOP *loop, CONTEXT *ctx) {
     effects = effects_of(effects);
     if (!effects) return value;

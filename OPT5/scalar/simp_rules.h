@@ -109,6 +109,8 @@ NODE *make_FCON(const simul_fval &value, TYPE *type); // a value of the type
 NODE *turn_into_cast(NODE *tree);
 // What peel_for_effect leaves, as a tower of COMMAOPs that leans left; null when that is nothing.
 NODE *effects_of(NODE *tree);
+// Whether the tree has no effect, and so few nodes that a rule may ask this at each level of a tower.
+bool is_small_and_pure(const NODE *tree);
 // The effects of `effects` and then the value of `value`, as a simplified COMMAOP; `value` alone
 // when there is no effect. Both are taken over.
 NODE *with_effects(NODE *effects, NODE *value, LOOP *loop, CONTEXT *ctx);

@@ -62,3 +62,36 @@ TEST_F(LongTest, constants_below_one_operator) {
     EXPECT_EQ(count_nodes_in_tree(result), 3);
     erase_tree(result);
 }
+
+// A rule that looks along the whole tower at each of its levels makes this test endless.
+TEST_F(LongTest, towers_of_every_associative_operator) {
+    constexpr int height = 10000;
+    const std::function<NODE *(int)> operands[] = {
+        [this](int n) { return named(n % 3 ? n % 2 ? "i" : "j" : "k"); },
+        [this](int n) {
+            return maketree(n % 2 ? OP::LT : OP::EQ, named(n % 3 ? "i" : "j"), icon(n), int_t,
+                            nullptr);
+        },
+        [this](int n) {
+            NODE *address = maketree(OP::PLUS, named("p"), icon(n), symbols["p"]->type, nullptr);
+            NODE *element = maketree(OP::UMULT, address, nullptr, int_t, nullptr);
+            return maketree(OP::ANDB, element, named("i"), int_t, nullptr);
+        },
+    };
+    for (const auto &operand : operands)
+        for (const int op :
+             {OP::PLUS, OP::MULT, OP::ANDB, OP::ORB, OP::XORB, OP::ANDAND, OP::OROR, OP::COMMAOP})
+            for (const bool leans_right : {false, true}) {
+                NODE *result = operand(0);
+                for (int n = 1; n < height; ++n)
+                    result = leans_right ? maketree(op, operand(n), result, int_t, nullptr)
+                                         : maketree(op, result, operand(n), int_t, nullptr);
+                result = simp_tree(result);
+                for (const NODE *node = result; node->op == op; node = node->left)
+                    ASSERT_NE(node->right->op, op);
+                const auto nodes = count_nodes_in_tree(result);
+                result = simp_tree(result);
+                EXPECT_EQ(count_nodes_in_tree(result), nodes) << opname(op);
+                erase_tree(result);
+            }
+}
