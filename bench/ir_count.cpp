@@ -1,8 +1,9 @@
 // Runs an LLVM module in this process and counts the IR instructions that it executes: one block
 // counter a basic block, bumped at its head. Prints on standard error the number of instructions,
 // their cost by the machine's own cost table, and nothing else; the program's output and exit
-// status are its own. Phis, debug records and allocas are free, as copies between registers that a
-// register allocator removes and as frame layout are.
+// status are its own. With --costs as the first argument nothing is run: each function's name and
+// what its code costs go to the standard output. Phis, debug records and allocas are free, as
+// copies between registers that a register allocator removes and as frame layout are.
 #include <llvm/ExecutionEngine/Orc/LLJIT.h>
 #include <llvm/IR/IRBuilder.h>
 #include <llvm/IR/InstIterator.h>
@@ -15,6 +16,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -140,11 +142,62 @@ void instrument(llvm::Module &module) {
             add_counter(builder, &cost_done, cost);
         }
 }
+
+// What an instruction costs beside the classes, as a list of costs of ic-run has it. A truth value
+// is an int there, and joining two takes one logical operator; intrinsics other than minimum,
+// maximum and absolute value stand for a handful of operators; a return is a branch. 0: by class.
+unsigned special_cost(const llvm::Instruction &instruction) {
+    const auto is_truth = [](const llvm::Type *type) { return type->isIntegerTy(1); };
+    const bool narrow = instruction.getType()->isIntegerTy(16);
+    if (llvm::isa<llvm::ReturnInst>(instruction)) return 3;
+    if (llvm::isa<llvm::SExtInst>(instruction) && is_truth(instruction.getOperand(0)->getType()))
+        return narrow ? 2 : 1;
+    if (llvm::isa<llvm::SelectInst>(instruction) && is_truth(instruction.getType())) return 1;
+    const auto *intrinsic = llvm::dyn_cast<llvm::IntrinsicInst>(&instruction);
+    if (!intrinsic) return 0;
+    switch (intrinsic->getIntrinsicID()) {
+    case llvm::Intrinsic::abs:
+    case llvm::Intrinsic::smin:
+    case llvm::Intrinsic::smax:
+    case llvm::Intrinsic::umin:
+    case llvm::Intrinsic::umax: return 1;
+    case llvm::Intrinsic::fshl:
+    case llvm::Intrinsic::fshr:
+    case llvm::Intrinsic::uadd_sat:
+    case llvm::Intrinsic::usub_sat: return 3;
+    default: return 10;
+    }
+}
+
+bool is_truth_as_int(const llvm::Instruction &instruction) {
+    return llvm::isa<llvm::ZExtInst>(instruction) && instruction.getType()->isIntegerTy(32) &&
+           instruction.getOperand(0)->getType()->isIntegerTy(1);
+}
+
+void print_costs(const llvm::Module &module) {
+    const auto costs = cost_table();
+    for (const llvm::Function &function : module) {
+        if (function.isDeclaration()) continue;
+        std::uint64_t cost = 0;
+        for (const llvm::Instruction &instruction : llvm::instructions(function)) {
+            if (is_free(instruction) || is_truth_as_int(instruction)) continue;
+            const unsigned special = special_cost(instruction);
+            cost += special ? special : costs.at(cost_class(instruction));
+        }
+        std::printf("%s %llu\n", function.getName().str().c_str(),
+                    static_cast<unsigned long long>(cost));
+    }
+}
 } // namespace
 
 int main(int argc, char **argv) {
+    const bool list_costs = argc > 1 && std::strcmp(argv[1], "--costs") == 0;
+    if (list_costs) {
+        ++argv;
+        --argc;
+    }
     if (argc < 2) {
-        std::fprintf(stderr, "usage: ir_count MODULE [arguments of the program...]\n");
+        std::fprintf(stderr, "usage: ir_count [--costs] MODULE [arguments of the program...]\n");
         return 2;
     }
     llvm::InitializeNativeTarget();
@@ -155,6 +208,10 @@ int main(int argc, char **argv) {
     if (!module) {
         problem.print(argv[0], llvm::errs());
         return 2;
+    }
+    if (list_costs) {
+        print_costs(*module);
+        return 0;
     }
     instrument(*module);
     llvm::ExitOnError or_exit("ir_count: ", 2);

@@ -79,6 +79,7 @@ struct COMPILED_FUNCTION {
     std::vector<PLACE> places;
     std::uint32_t frame_units = 0; // from fp: variables and arguments of calls
     std::uint32_t registers = 0;
+    std::uint32_t first_segment = 0, segments = 0; // of COMPILED::segments
     std::vector<STATIC_OBJECT> variables; // offsets from fp (with checking)
     std::vector<SHAPE> params;
     SHAPE result;
@@ -95,8 +96,9 @@ struct COMPILED {
 
 struct RUN_OPTIONS {
     bool check = false, trace = false, count = false;
+    bool list_costs = false; // of the functions; nothing is run
     std::uint64_t limit = 0; // nodes; 0: none
-    bool counts_nodes() const { return count || limit != 0; }
+    bool counts_nodes() const { return count || list_costs || limit != 0; }
 };
 
 // May add string constants to the program's static objects.

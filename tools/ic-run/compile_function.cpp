@@ -33,8 +33,12 @@ std::string shape_text(const SHAPE &shape) {
 COMPILED compile_program(PROGRAM &program, const RUN_OPTIONS &options) {
     COMPILED out;
     out.functions.resize(program.functions.size());
-    for (std::size_t i = 0; i < program.functions.size(); ++i)
+    for (std::size_t i = 0; i < program.functions.size(); ++i) {
+        const auto first = static_cast<std::uint32_t>(out.segments.size());
         FUNCTION_COMPILER(program, out, options, i).run();
+        out.functions[i].first_segment = first;
+        out.functions[i].segments = static_cast<std::uint32_t>(out.segments.size()) - first;
+    }
     return out;
 }
 

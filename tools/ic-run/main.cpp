@@ -17,6 +17,7 @@ constexpr char usage[] =
     "                 written, a promise that does not hold, a wrong argument, a lost result\n"
     "  --limit STEPS  end the run after that many nodes\n"
     "  --count        print what was executed, and its cost, on standard error at the end\n"
+    "  --costs        run nothing; print for each function what its code costs, each part once\n"
     "  --trace        print the place of each statement on standard error\n"
     "Exit code: the program's status modulo 256, or\n"
     "  120  the command line is wrong\n"
@@ -49,6 +50,8 @@ COMMAND read_command(int argc, char **argv) {
             command.options.check = true;
         } else if (word == "--count") {
             command.options.count = true;
+        } else if (word == "--costs") {
+            command.options.list_costs = true;
         } else if (word == "--trace") {
             command.options.trace = true;
         } else if (word == "--limit") {
@@ -81,16 +84,37 @@ constexpr struct {
 #undef COST
 };
 
+std::uint64_t cost_of(const COUNTS &counts) {
+    std::uint64_t sum = 0;
+    for (std::size_t c = 0; c < counts.size(); ++c)
+        sum += counts[c] * costs[c].cost;
+    return sum;
+}
+
+// Names and costs of the functions with a body, in the order of the files. Copies between variables
+// are left out, as where code is allocated to registers.
+void print_costs(const PROGRAM &program, const COMPILED &code) {
+    for (std::size_t i = 0; i < program.functions.size(); ++i) {
+        const COMPILED_FUNCTION &function = code.functions[i];
+        if (function.code.empty()) continue;
+        std::uint64_t sum = 0;
+        for (std::uint32_t s = 0; s < function.segments; ++s) {
+            COUNTS counts = code.segments[function.first_segment + s].counts;
+            counts[COST_move] = 0;
+            sum += cost_of(counts);
+        }
+        std::printf("%s %llu\n", program.functions[i].name.c_str(),
+                    static_cast<unsigned long long>(sum));
+    }
+}
+
 void print_counts(const INTERPRETER &machine) {
     const COUNTS counts = machine.counts();
-    std::uint64_t sum = 0;
     std::fprintf(stderr, "nodes %llu\n", static_cast<unsigned long long>(machine.nodes()));
-    for (std::size_t c = 0; c < counts.size(); ++c) {
+    for (std::size_t c = 0; c < counts.size(); ++c)
         std::fprintf(stderr, "%s %llu\n", costs[c].name,
                      static_cast<unsigned long long>(counts[c]));
-        sum += counts[c] * costs[c].cost;
-    }
-    std::fprintf(stderr, "cost %llu\n", static_cast<unsigned long long>(sum));
+    std::fprintf(stderr, "cost %llu\n", static_cast<unsigned long long>(cost_of(counts)));
 }
 
 int run_program(const COMMAND &command) {
@@ -100,6 +124,10 @@ int run_program(const COMMAND &command) {
         program.add_file(file);
     program.link();
     const COMPILED code = compile_program(program, command.options);
+    if (command.options.list_costs) {
+        print_costs(program, code);
+        return 0;
+    }
     const std::uint32_t words = program.add_object(INTERPRETER::words_room(command.words));
     INTERPRETER machine(program, code, command.options);
     int status;
