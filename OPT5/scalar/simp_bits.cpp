@@ -367,15 +367,47 @@ NODE *of_repeated_operand(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     return becomes_left(tree, loop, ctx);
 }
 
+// (x < y) & (x != y), (x < 0) ^ (y < 0).
+NODE *of_truths(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    if (!boolean_result[tree->right->op]) return nullptr;
+    return tree->op == OP::XORB ? simp_different_truths(tree, loop, ctx)
+                                : simp_joined_truths(tree, loop, ctx);
+}
+
+// (x >> n) & m of a signed x, or of an extended one, where m takes just the bits that x has left,
+// needs no mask when the shift is unsigned.
+NODE *mask_of_signed_shift(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    NODE *shift = tree->left;
+    if (tree->op != OP::ANDB || shift->op != OP::SRL || !is_ICON(shift->right) ||
+        !is_same_size(shift, tree) || !is_same_size(shift->left, tree) ||
+        !shift->left->type->is_signed())
+        return nullptr;
+    const bool extended = shift->left->op == OP::SCONV && is_plain_int(shift->left->left->type) &&
+                          shift->left->left->type->size() < tree->type->size();
+    const NODE *x = extended ? shift->left->left : shift->left;
+    const VALUE_SHAPE shape = value_shape(x->type);
+    const INT65 n = icon_value(shift->right);
+    if (!shape.is_signed || n < INT65(1) || n >= INT65(shape.bits) ||
+        right_bits(tree) != shape.mask() >> n.u32())
+        return nullptr;
+    TYPE *type = wide_enough_int_type(shape.bits, false);
+    if (!type || type->size() != shape.bits || type->is_bool()) return nullptr;
+    if (extended) shift->left = take_operand(shift->left);
+    shift->left = simp_node(coerce_to_type(type, shift->left), loop, ctx);
+    shift->type = type->normalized();
+    tree->left = simp_node(shift, loop, ctx);
+    return becomes_left(tree, loop, ctx);
+}
+
 constexpr SIMP_RULE rules_with_constant[] = {
-    constant_decides, known_bits_decide, constant_as_mask, mask_of_extension,
-    inverted_truth,   xor_of_NOTB,       of_sign_change,
+    constant_decides, known_bits_decide, constant_as_mask,  mask_of_extension,    inverted_truth,
+    xor_of_NOTB,      of_sign_change,    simp_bit_function, mask_of_signed_shift,
 };
 
 constexpr SIMP_RULE rules_of_two[] = {
     of_equal_operands,    of_complements,      of_repeated_operand, of_covered_operands,
     of_inverted_operands, of_absorbed_operand, of_two_ways_to_join, of_common_operand,
-    of_equal_casts,       of_equal_shifts,
+    of_equal_casts,       of_equal_shifts,     simp_bit_function,   of_truths,
 };
 
 NODE *simp_bitwise(NODE *tree, LOOP *loop, CONTEXT *ctx) {

@@ -306,6 +306,105 @@ NODE *join_arcs(NODE *a, NODE *b, const JUNCTION &j) {
     return nullptr;
 }
 
+// How two values can lie to each other, as a set: what a comparison holds for.
+constexpr unsigned lies_below = 1, lies_at = 2, lies_above = 4, lies_nowhere = 8;
+
+unsigned set_of_comparison(int op, bool of_floats) {
+    switch (op) {
+    case OP::LT:
+    case OP::ULT: return lies_below;
+    case OP::LE:
+    case OP::ULE: return lies_below | lies_at;
+    case OP::GT:
+    case OP::UGT: return lies_above;
+    case OP::GE:
+    case OP::UGE: return lies_above | lies_at;
+    case OP::EQ: return lies_at;
+    default: return lies_below | lies_above | (of_floats ? lies_nowhere : 0u);
+    }
+}
+
+bool is_equality(int op) {
+    return op == OP::EQ || op == OP::NEQ;
+}
+
+// Two comparisons of the same operands, whose bits may stand under conversions of the sign.
+struct ORDERS {
+    NODE *compares = nullptr; // the one whose operands the result has; null: there are not two
+    unsigned of_a = 0, of_b = 0, all = 0;
+
+    // The comparison that holds for the set; ILLOP for none.
+    int comparison(unsigned set) const {
+        const bool of_floats = (all & lies_nowhere) != 0;
+        const bool by_sign =
+            of_floats || compares->op < OP::ULE || compares->left->type->is_signed();
+        static constexpr int signed_ones[] = {OP::EQ, OP::NEQ, OP::LT, OP::LE, OP::GT, OP::GE},
+                             unsigned_ones[] = {OP::EQ,  OP::NEQ, OP::ULT,
+                                                OP::ULE, OP::UGT, OP::UGE};
+        const bool has_order = !is_equality(compares->op);
+        for (int n = 0; n < (has_order ? 6 : 2); ++n) {
+            const int op = has_order && !by_sign ? unsigned_ones[n] : signed_ones[n];
+            if (set_of_comparison(op, of_floats) == set) return op;
+        }
+        return OP::ILLOP;
+    }
+};
+
+bool is_comparison(const NODE *tree) {
+    return tree->op >= OP::EQ && tree->op <= OP::UGT;
+}
+
+bool have_same_bits(const NODE *a, const NODE *b) {
+    const auto strip = [](const NODE *tree) {
+        while (tree->op == OP::SCONV && tree->type->is_int_or_enum() && !tree->type->is_bool() &&
+               tree->left->type->is_int_or_enum() && tree->type->size() == tree->left->type->size())
+            tree = tree->left;
+        return tree;
+    };
+    return trees_are_congruent(strip(a), strip(b));
+}
+
+ORDERS orders_of(NODE *a, NODE *b) {
+    if (!is_comparison(a) || !is_comparison(b)) return {};
+    const bool of_floats = a->left->type->is_floating();
+    if (b->left->type->is_floating() != of_floats) return {};
+    const auto by_sign = [](const NODE *n) { return n->op < OP::ULE; };
+    if (!is_equality(a->op) && !is_equality(b->op) && by_sign(a) != by_sign(b)) return {};
+    const bool straight = have_same_bits(a->left, b->left) && have_same_bits(a->right, b->right);
+    if (!straight && !(have_same_bits(a->left, b->right) && have_same_bits(a->right, b->left)))
+        return {};
+    ORDERS orders{is_equality(a->op) ? b : a};
+    const bool turns_a = !straight && orders.compares == b, turns_b = !straight && !turns_a;
+    orders.of_a = set_of_comparison(turns_a ? commute_inv[a->op] : a->op, of_floats);
+    orders.of_b = set_of_comparison(turns_b ? commute_inv[b->op] : b->op, of_floats);
+    orders.all = lies_below | lies_at | lies_above | (of_floats ? lies_nowhere : 0u);
+    return orders;
+}
+
+// The comparison of the operands that holds for the set, in the place of both. Null: there is none.
+NODE *compared_by_set(const ORDERS &orders, unsigned set, NODE *a, NODE *b, LOOP *loop,
+                      CONTEXT *ctx) {
+    if (set == 0 || set == orders.all) {
+        erase_tree(a);
+        erase_tree(b);
+        return constant_truth(set != 0);
+    }
+    const int op = orders.comparison(set);
+    if (op == OP::ILLOP) return nullptr;
+    NODE *kept = orders.compares;
+    erase_tree(kept == a ? b : a);
+    kept->op = static_cast<std::uint8_t>(op);
+    return simp_node(kept, loop, ctx);
+}
+
+// x < y && x != y, x < y || x == y, and so on.
+NODE *join_orders(NODE *a, NODE *b, const JUNCTION &j) {
+    const ORDERS orders = orders_of(a, b);
+    if (!orders.compares || tree_has_side_effects(b)) return nullptr;
+    const unsigned set = j.is_and() ? orders.of_a & orders.of_b : orders.of_a | orders.of_b;
+    return compared_by_set(orders, set, a, b, j.loop, j.ctx);
+}
+
 // "(x & mask) == value", or its opposite.
 struct MASK_TEST {
     NODE **x;
@@ -395,7 +494,7 @@ NODE *join_values(NODE *a, NODE *b, const JUNCTION &j) {
 }
 
 constexpr NODE *(*joins[])(NODE *a, NODE *b, const JUNCTION &j) = {
-    join_like, join_absorbing, join_arcs, join_masks, join_values,
+    join_like, join_absorbing, join_orders, join_arcs, join_masks, join_values,
 };
 
 // One truth value that says what both say; it takes their place. Null: there is none. b runs after
@@ -559,6 +658,89 @@ NODE *simp_ANDAND(NODE *tree, LOOP *loop, CONTEXT *ctx) {
 
 NODE *simp_OROR(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     return simp_junction(tree, loop, ctx);
+}
+
+NODE *simp_joined_truths(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    const JUNCTION j{tree->op == OP::ANDB ? OP::ANDAND : OP::OROR, loop, ctx};
+    if (!boolean_result[tree->right->op] || !joins_truths(tree, tree->op)) return nullptr;
+    return join_operands(tree, j);
+}
+
+// --- two truth values that differ, or do not
+
+namespace {
+struct DIFFERENCE {
+    bool equal; // asks for the opposite
+    LOOP *loop;
+    CONTEXT *ctx;
+};
+
+// (x < y) ^ (x <= y) is x == y.
+NODE *differing_orders(NODE *a, NODE *b, const DIFFERENCE &d) {
+    const ORDERS orders = orders_of(a, b);
+    if (!orders.compares) return nullptr;
+    const unsigned set = orders.of_a ^ orders.of_b;
+    return compared_by_set(orders, d.equal ? orders.all & ~set : set, a, b, d.loop, d.ctx);
+}
+
+// (x < 3) ^ (x < 8): tests of one value whose arcs overlap at one end, or meet.
+NODE *differing_arcs(NODE *a, NODE *b, const DIFFERENCE &d) {
+    const auto of_a = test_of_comparison(a), of_b = test_of_comparison(b);
+    if (!of_a || !of_b || of_a->arc.width != of_b->arc.width ||
+        !trees_are_congruent(*of_a->x, *of_b->x))
+        return nullptr;
+    const auto both = intersection(of_a->arc, of_b->arc), either = united(of_a->arc, of_b->arc);
+    if (!both || !either) return nullptr;
+    auto arc = intersection(*either, both->complement());
+    if (!arc) return nullptr;
+    if (d.equal) arc = arc->complement();
+    NODE *x = *of_a->x;
+    const auto form = form_of_test(x->type, *arc, arc_of_values(x, nullptr, nullptr));
+    if (!form) return nullptr;
+    x = take_from_tree(of_a->x, a);
+    erase_tree(b);
+    return simp_tree(write_test(x, *form, x->scope, d.loop, d.ctx), d.loop, d.ctx);
+}
+
+// (x < 0) ^ (y < 0) is (x ^ y) < 0.
+NODE *differing_signs(NODE *a, NODE *b, const DIFFERENCE &d) {
+    const auto sign = [](const NODE *n) { // 1: negative, 0: not, -1: no such test
+        if (!is_ICON(n->right)) return -1;
+        if (n->op == OP::LT && icon_value(n->right).is_zero()) return 1;
+        return n->op == OP::GT && icon_value(n->right) == INT65(-1) ? 0 : -1;
+    };
+    if (!is_comparison(a) || !is_comparison(b) || sign(a) < 0 || sign(b) < 0) return nullptr;
+    const unsigned width = arc_width(a->left->type);
+    if (!width || width != arc_width(b->left->type) || a->left->type->is_ptr() ||
+        a->left->type->is_bool() || b->left->type->is_bool())
+        return nullptr;
+    const bool equal = (sign(a) == sign(b)) == d.equal;
+    NODE *x = take_from_tree(&a->left, a), *y = take_from_tree(&b->left, b);
+    TYPE *type = x->type->type_qualified();
+    y = simp_node(coerce_to_type(type, y), d.loop, d.ctx);
+    NODE *bits = simp_node(maketree(OP::XORB, x, y, type, x->scope), d.loop, d.ctx);
+    const JUNCTION j{OP::ANDAND, d.loop, d.ctx};
+    return compare(equal ? OP::GT : OP::LT, bits, INT65(equal ? -1 : 0), j);
+}
+
+constexpr NODE *(*differences[])(NODE *a, NODE *b, const DIFFERENCE &d) = {
+    differing_orders,
+    differing_arcs,
+    differing_signs,
+};
+} // namespace
+
+NODE *simp_different_truths(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    if (!is_comparison(tree->left) || !is_comparison(tree->right) || tree_has_side_effects(tree))
+        return nullptr;
+    const DIFFERENCE d{tree->op == OP::EQ, loop, ctx};
+    TYPE *type = tree->type->type_qualified();
+    for (const auto rule : differences)
+        if (NODE *result = rule(tree->left, tree->right, d)) {
+            erase_node(tree);
+            return simp_node(coerce_to_type(type, result), loop, ctx);
+        }
+    return nullptr;
 }
 
 NODE *simp_ANDOR_ANDOR(NODE *tree, LOOP *loop, CONTEXT *ctx) {

@@ -41,6 +41,9 @@ NODE *simp_vector_node(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_ANDB(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_ORB(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_XORB(NODE *tree, LOOP *loop, CONTEXT *ctx);
+// Of ANDB, ORB, XORB and NOTB: fewer operators for the same function of one or two operands. Null:
+// there are none.
+NODE *simp_bit_function(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_shift(NODE *tree, LOOP *loop, CONTEXT *ctx);
 // `exact`: the division is known to leave no remainder.
 NODE *simp_DIV(NODE *tree, bool exact, LOOP *loop, CONTEXT *ctx);
@@ -57,6 +60,10 @@ NODE *simp_ANDAND(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_OROR(NODE *tree, LOOP *loop, CONTEXT *ctx);
 // Both operands have the other of the two operators.
 NODE *simp_ANDOR_ANDOR(NODE *tree, LOOP *loop, CONTEXT *ctx);
+// ANDB, ORB of two truth values that one test of their operands says; XORB, EQ, NEQ likewise. Null:
+// there is none.
+NODE *simp_joined_truths(NODE *tree, LOOP *loop, CONTEXT *ctx);
+NODE *simp_different_truths(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_intrinsic(NODE *tree, LOOP *loop, CONTEXT *ctx); // ICALL
 NODE *simp_CBRANCH(NODE *tree, LOOP *loop, CONTEXT *ctx);
 NODE *simp_IF(NODE *tree, LOOP *loop, CONTEXT *ctx);
