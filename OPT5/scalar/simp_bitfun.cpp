@@ -165,7 +165,6 @@ bool plan_of_two(const WORDS &words, unsigned bits, U32 all, PLAN *plan) {
     if (ones != 0) {
         (zeros != 0 ? plan->with_2 : plan->with) = OP::ORB;
         (zeros != 0 ? plan->constant_2 : plan->constant) = ones;
-        // What is or'ed in need not be masked as well, nor be zero before.
     }
     return true;
 }

@@ -636,6 +636,11 @@ NODE *converted_integer(NODE *tree, LOOP *loop, CONTEXT *ctx) {
     return boolean_inv[result->op] != OP::ILLOP ? simp_node(result, loop, ctx) : result;
 }
 
+// (x < y) == (y <= x), (x < 0) != (y < 0).
+NODE *two_truths(NODE *tree, LOOP *loop, CONTEXT *ctx) {
+    return is_equality(tree) ? simp_different_truths(tree, loop, ctx) : nullptr;
+}
+
 // --- the catalogue, in order
 
 constexpr RULE rules[] = {
@@ -644,7 +649,7 @@ constexpr RULE rules[] = {
     equal_multiple,           equal_remainder,     no_difference,      sign_of_difference,
     saturated_and_zero,       extended_operands,   mirrored_operands,  sum_and_operand,
     sums_with_common_operand, sums_with_constants, odd_multiples,      ranges_decide,
-    float_negations,          float_difference,    converted_integer,
+    float_negations,          float_difference,    converted_integer,  two_truths,
 };
 } // namespace
 

@@ -71,3 +71,17 @@ TEST_F(SimpTest, casts_and_shifts_of_both_operands_move_out) {
              {"(i * 4) | (j * 4)", "(i | j) * 4"}});
     stays({"(int)s & (int)us", "i >> 3 & j >> 4"});
 }
+
+// Whatever of two values and constants is written takes its least number of operators.
+TEST_F(SimpTest, bit_functions_of_two_values) {
+    becomes({{"i & ~(i & j)", "~j & i"},
+             {"i & ~(i ^ j)", "i & j"},
+             {"(i | j) & ~(i & j)", "i ^ j"},
+             {"(i & ~j) | (~i & j)", "j ^ i"},
+             {"(i & j) | (~i & ~j)", "~(i ^ j)"},
+             {"~(~i & j)", "~j | i"},
+             {"((i ^ 3) | 12) & 5", "i & 1 ^ 5"},
+             {"(int)(unsigned)(i | j) ^ (i & j)", "i ^ j"},
+             {"(i >> 31) & 1", "(int)((unsigned)i >> 31)"}});
+    stays({"~j & i", "i & j & k", "i ^ j | k", "(f() | i) & ~(f() & i)"});
+}

@@ -229,7 +229,7 @@ TEST_F(Proof, WrongRewritesAreFound) {
         std::map<FINDING::KIND, unsigned> kinds;
         PROOF proof(w, [&](NODE *root, ROOT_KIND) { return everywhere(root, row.rewrite); });
         proof.checks_form = proof.checks_facts = false;
-        for (std::uint64_t seed = 1; seed <= 40'000 && !kinds[row.kind]; ++seed) {
+        for (std::uint64_t seed = 1; seed <= 200'000 && !kinds[row.kind]; ++seed) {
             ++kinds[proof.check(TREE_GENERATOR(w, seed).any(), seed).kind];
             w.forget_trees();
         }
