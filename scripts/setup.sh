@@ -4,7 +4,8 @@
 set -euo pipefail
 
 packages=(g++ cmake ninja-build libboost-dev libgtest-dev libgmock-dev libbenchmark-dev
-          clang-14 libclang-14-dev llvm-14 llvm-14-dev libclang-rt-14-dev csmith creduce python3)
+          clang-14 libclang-14-dev llvm-14 llvm-14-dev llvm-14-tools
+          libclang-rt-14-dev csmith creduce python3)
 
 missing=()
 for package in "${packages[@]}"; do

@@ -4,9 +4,17 @@
 #include "OPT5/rep/program.h"
 
 #include <cstdio>
+#include <vector>
+
+class pass;
 
 inline constexpr char banner[] = "Larkspur Accelerator C/C++ Optimizer";
 inline constexpr char build_number[] = "1";
+
+// The whole of a run, from the command line to the closed files. `edit_steps`, if not null, may
+// change the list of steps, without the trailer, before anything is read. Ends the run itself, by
+// exit code 1, on whatever is reported, and with 0 where an option asks for nothing but a listing.
+void optimize_file(int argc, char **argv, void (*edit_steps)(std::vector<pass *> &steps) = nullptr);
 
 // Command line, input, option sets, output. Every failure ends the run with exit code 1.
 void open_files(int argc, char **argv);

@@ -24,6 +24,8 @@ static std::clock_t time_used() {
 
 bool step_has_effect(int number) {
     static const register_option pass_debug_last_step("debug:last_step");
+    static const register_option pass_debug_only_step("debug:only_step");
+    if (pass_debug_only_step.is_given()) return number == pass_debug_only_step;
     return !pass_debug_last_step.is_given() || number <= pass_debug_last_step;
 }
 

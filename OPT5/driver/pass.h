@@ -28,12 +28,14 @@ class pass;
 
 // Work that is done on a function while it is read, with numbers before those of the steps.
 enum reading_work {
+    no_work = -4,
     simplify_while_reading = -3,
     tidy_while_reading = -2,
     propagate_while_reading = -1
 };
 constexpr int inlining_step = 4, trailer_step = 52;
-// False for what comes behind the step (or the work while reading) that debug:last_step names.
+// False for all but the step (or the work while reading) that debug:only_step names, and for what
+// comes behind the one that debug:last_step names.
 bool step_has_effect(int number);
 
 // All passes by number. Does not own them.

@@ -268,7 +268,7 @@ void step_pass_2_trailer() {
             if (fileinfo->pass_number == 2) straighten_traces_in_cfg();
         }
         disclose_vector_operations();
-        unsimplify();
+        if (has_effect) unsimplify();
         disguise_vector_operations();
         finalize_dd_edges();
         disclose_vector_operations();
