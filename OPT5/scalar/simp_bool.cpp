@@ -336,8 +336,7 @@ struct ORDERS {
     // The comparison that holds for the set; ILLOP for none.
     int comparison(unsigned set) const {
         const bool of_floats = (all & lies_nowhere) != 0;
-        const bool by_sign =
-            of_floats || compares->op < OP::ULE || compares->left->type->is_signed();
+        const bool by_sign = compares->op < OP::ULE; // whatever the operands' type says
         static constexpr int signed_ones[] = {OP::EQ, OP::NEQ, OP::LT, OP::LE, OP::GT, OP::GE},
                              unsigned_ones[] = {OP::EQ,  OP::NEQ, OP::ULT,
                                                 OP::ULE, OP::UGT, OP::UGE};

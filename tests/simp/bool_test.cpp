@@ -172,3 +172,20 @@ TEST_F(CompareTest, inversion) {
         EXPECT_EQ(returns_1_or_0(parse(text)), expected) << text;
 }
 } // namespace
+
+// What a comparison is of follows from its operator, not from the type of its operands.
+TEST_F(CompareTest, unsigned_tests_of_signed_operands_stay_unsigned) {
+    const auto test = [this](int op) {
+        return maketree(op, mk_NAME(symbols["i"], nullptr), mk_NAME(symbols["j"], nullptr), int_t,
+                        nullptr);
+    };
+    for (const auto &[first, second, joined] : {std::array<int, 3>{OP::ULT, OP::NEQ, OP::ULT},
+                                                {OP::ULE, OP::NEQ, OP::ULT},
+                                                {OP::EQ, OP::UGE, OP::EQ},
+                                                {OP::UGE, OP::ULE, OP::EQ},
+                                                {OP::GE, OP::NEQ, OP::GT}}) {
+        NODE *result = simp_tree(maketree(OP::ANDB, test(first), test(second), int_t, nullptr));
+        EXPECT_EQ(result->op, joined) << opname(first) << " & " << opname(second);
+        erase_tree(result);
+    }
+}
